@@ -1,8 +1,18 @@
 #include <CLI/CLI.hpp>
 
+#include "commands.h"
+
 int main(int argc, char** argv) {
   CLI::App app{"Cumulex: a magma column that cools, crystallizes and differentiates"};
   app.require_subcommand(1);
-  CLI11_PARSE(app, argc, argv);
-  return 0;
+  int exitCode = 0;
+  cx::cli::addRunCommands(app, exitCode);
+  // (further commands are added below, one line each)
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    const int code = app.exit(e);
+    return code == 0 ? 0 : 2;
+  }
+  return exitCode;
 }

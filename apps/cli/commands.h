@@ -1,0 +1,15 @@
+// The subcommands of `cumulex`.  Each lives in its own cmd_<name>.cpp and registers itself here;
+// a command returns its exit code through the callback it installs: 0 success, 1 the work
+// stopped on an error, 2 bad arguments or input files.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace cx::cli {
+
+// Each add* function adds one subcommand to `app`.  The exit code of the command that ran is
+// written to `exitCode`.
+void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
+// (further commands are declared below, one line each)
+
+}  // namespace cx::cli
