@@ -1,10 +1,265 @@
+// `cumulex run`, `cumulex show`, `cumulex load`: runs of the column and their saved iterations.
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <unistd.h>
+
 #include "commands.h"
+#include "json.h"
+#include "persist/default_setup.h"
+#include "persist/event_log.h"
+#include "persist/files.h"
+#include "persist/output_file.h"
+#include "persist/setup_file.h"
+#include "persist/text_format.h"
+#include "run/run_driver.h"
+#include "ui/console_port.h"
 
 namespace cx::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Ctrl-C asks the run to halt at its next turn.  A signal handler can only reach a flag of
+// static storage; nothing else in the program is global.
+std::atomic<bool> gInterrupted{false};
+extern "C" void onInterrupt(int) { gInterrupted = true; }
+
+struct RunOptionsCli {
+  std::string setup;
+  std::string dir = "cumulex-run";
+  int iterations = -1;
+  bool yes = false;
+  bool no = false;
+  bool continueRun = false;
+  bool initialOnly = false;
+};
+
+int runCommand(const RunOptionsCli& o) {
+  std::error_code ec;
+  const fs::path dir = fs::absolute(o.dir);
+  fs::create_directories(dir, ec);
+  if (ec) {
+    std::cerr << "cumulex: cannot create the working folder " << dir << ": " << ec.message() << '\n';
+    return 2;
+  }
+  const bool tty = isatty(STDERR_FILENO) != 0;
+  auto column = std::make_unique<Column>();
+  Settings settings;
+  ConsolePort port(std::cerr, o.yes, &gInterrupted, nullptr, tty);
+  EventLog consoleLog(port);
+  port.setHaltTarget(&consoleLog.HaltFlag);  // Ctrl-C reaches the run at its next turn
+
+  if (o.continueRun) {
+    const auto r = ReadSetup(dir, *column, settings, port);
+    if (!r.ok) {
+      std::cerr << "cumulex: " << r.message << '\n';
+      return 2;
+    }
+    const auto text = readWholeFile(dir / std::string(kOutputFileName));
+    const int last = text ? lastCompleteIteration(*text, (dir / "CXoutput.txt").string(), *column) : -1;
+    if (last < 0) {
+      std::cerr << "cumulex: no saved iteration to continue from in " << dir << '\n';
+      return 2;
+    }
+    const auto read = parseIteration(*text, (dir / "CXoutput.txt").string(), last, *column);
+    if (!read.ok) {
+      std::cerr << "cumulex: " << read.message << '\n';
+      return 2;
+    }
+    // Cut anything after the last whole block (a block cut off by a crash).
+    const auto iters = listIterations(*text);
+    if (!iters.empty() && iters.back() != last) {
+      RecordingDiagnostics diag;
+      NullPort yesPort(true);
+      const LoadResult lr = loadIteration(dir, last, *column, diag, yesPort);
+      if (!lr.ok) {
+        std::cerr << "cumulex: " << lr.message << '\n';
+        return 2;
+      }
+    }
+    column->InitialNeeded = false;
+    column->NodesAtInitial = column->NumNodes;
+    std::cerr << "Continuing from iteration " << last << " of " << dir / "CXoutput.txt" << '\n';
+  } else {
+    SetupReadResult r;
+    if (o.setup.empty()) {
+      r = parseSetup(std::string(defaultSetupText()), "embedded default setup", *column, settings);
+    } else {
+      r = openSetup(dir, o.setup, *column, settings, port);
+    }
+    if (!r.ok) {
+      std::cerr << "cumulex: " << r.message << '\n';
+      return 2;
+    }
+  }
+  column->FindInitialOnly = o.initialOnly;
+
+  std::signal(SIGINT, onInterrupt);
+  RunContext ctx{*column, settings, consoleLog, port, dir};
+  ctx.iterationLimit = o.iterations;
+  const RunOutcome outcome = CmdStart(ctx);
+  port.finishLine();
+  std::signal(SIGINT, SIG_DFL);
+
+  const bool interrupted = gInterrupted.load();
+  std::cerr << (interrupted ? "Halted" : outcome.error ? "Stopped on an error" : "Finished")
+            << " at iteration " << column->Iteration << ", model time "
+            << formatNumber(column->TotalTime / kSecondsPerDay, "0.0000") << " days.\n";
+  if (outcome.error && !outcome.message.empty()) std::cerr << outcome.message << '\n';
+  std::cerr << "Working folder: " << dir.string() << '\n';
+  return outcome.error ? 1 : 0;
+}
+
+// The layout a saved iteration is read into: the setup of the folder when it has one.
+std::unique_ptr<Column> layoutOf(const fs::path& dir) {
+  auto column = std::make_unique<Column>();
+  Settings settings;
+  NullPort quiet;
+  if (fs::exists(dir / std::string(kSetupFileName))) ReadSetup(dir, *column, settings, quiet);
+  return column;
+}
+
+struct NodeColumnOut {
+  const char* label;
+  Array1<double> Column::*array;
+};
+const NodeColumnOut kShowColumns[] = {
+    {"Temperature", &Column::Temp},     {"Pressure", &Column::Press},
+    {"F(liquid)", &Column::FLiq},       {"S(total)", &Column::STotal},
+    {"S(liquid)", &Column::SLiq},       {"S(solid)", &Column::SSolid},
+    {"Cp(bulk)", &Column::CpBulk},      {"Liq Density", &Column::RhoLiq},
+    {"Solid Density", &Column::RhoSolid}, {"Liq Viscosity", &Column::LiqVisc},
+    {"S(water)", &Column::SWater},      {"Rho(water)", &Column::RhoWater},
+    {"Mass(water)", &Column::MassWater}, {"Mass(solid)", &Column::MassSolid},
+    {"Mass(liquid)", &Column::MassLiq}, {"F(O2)", &Column::FO2},
+};
+
+int showCommand(const std::string& dirName, int wanted, bool json) {
+  const fs::path dir = dirName;
+  const fs::path file = dir / std::string(kOutputFileName);
+  const auto text = readWholeFile(file);
+  if (!text) {
+    std::cerr << "cumulex: cannot read " << file << '\n';
+    return 2;
+  }
+  auto column = layoutOf(dir);
+  if (wanted < 0) {
+    wanted = lastCompleteIteration(*text, file.string(), *column);
+    if (wanted < 0) {
+      std::cerr << "cumulex: " << file << " holds no complete iteration\n";
+      return 2;
+    }
+  }
+  const auto r = parseIteration(*text, file.string(), wanted, *column);
+  if (!r.ok) {
+    std::cerr << "cumulex: " << r.message << '\n';
+    return 2;
+  }
+  const Column& c = *column;
+  if (json) {
+    JsonWriter w(std::cout);
+    w.beginObject();
+    w.value("Iteration", c.Iteration);
+    w.value("TopPressure", c.TopPressure);
+    w.value("NumNodes", c.NumNodes);
+    w.value("DeltaX", c.DeltaX);
+    w.value("TotalTime", c.TotalTime);
+    w.value("BottomNode", c.BottomNode);
+    w.value("TopNode", c.TopNode);
+    w.value("Pile top", c.PileTop);
+    w.beginArray("nodes");
+    for (int i = 1; i <= c.NumNodes; ++i) {
+      w.beginObject();
+      w.value("Node", i);
+      for (const auto& col : kShowColumns) w.value(col.label, (c.*col.array)(i));
+      w.value("PhaseCount", c.PhaseCount(i));
+      w.beginObject("Liquid oxides wt %");
+      for (int j = 1; j <= kOxides; ++j) w.value(OxideNames[j], c.LiqOx(i, j));
+      w.endObject();
+      w.beginObject("Bulk Oxides wt %");
+      for (int j = 1; j <= kOxides; ++j) w.value(OxideNames[j], c.BulkOx(i, j));
+      w.endObject();
+      w.endObject();
+    }
+    w.endArray();
+    w.endObject();
+    return 0;
+  }
+  std::cout << "Iteration " << c.Iteration << " of " << file.string() << ": " << c.NumNodes
+            << " nodes of " << formatNumber(c.DeltaX, "fixed") << " cm, model time "
+            << formatNumber(c.TotalTime / kSecondsPerDay, "0.0000") << " days, top pressure "
+            << formatNumber(c.TopPressure, "fixed") << " bar\n";
+  std::cout << std::setw(5) << "Node" << std::setw(12) << "T (°C)" << std::setw(12) << "P (bar)"
+            << std::setw(11) << "F(liquid)" << std::setw(12) << "S(total)" << std::setw(12)
+            << "Liq Density" << std::setw(12) << "Mass(solid)" << std::setw(8) << "Phases"
+            << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq" << '\n';
+  for (int i = c.NumNodes; i >= 1; --i) {
+    std::cout << std::setw(5) << i << std::setw(12) << formatNumber(c.Temp(i) - kKelvin, "0.000")
+              << std::setw(12) << formatNumber(c.Press(i), "0.000") << std::setw(11)
+              << formatNumber(c.FLiq(i), "0.0000") << std::setw(12)
+              << formatNumber(c.STotal(i), "0.0000") << std::setw(12)
+              << formatNumber(c.RhoLiq(i) / 10.0, "0.0000") << std::setw(12)
+              << formatNumber(c.MassSolid(i), "0.0000") << std::setw(8) << c.PhaseCount(i)
+              << std::setw(9) << formatNumber(c.LiqOx(i, 1), "0.00") << std::setw(9)
+              << formatNumber(c.LiqOx(i, 8), "0.00") << '\n';
+  }
+  std::cout << "(node 1 is the bottom; liquid density in g/cm3)\n";
+  return 0;
+}
+
+int loadCommand(const std::string& dirName, int n, bool yes) {
+  const fs::path dir = dirName;
+  auto column = layoutOf(dir);
+  RecordingDiagnostics diag;
+  ConsolePort port(std::cerr, yes, nullptr, nullptr, false);
+  const auto r = loadIteration(dir, n, *column, diag, port);
+  if (!r.ok) {
+    std::cerr << "cumulex: " << r.message << '\n';
+    return yes ? 2 : 1;
+  }
+  std::cout << "Loaded iteration " << n << "; " << (dir / std::string(kOutputFileName)).string()
+            << " now ends with it. Continue with: cumulex run --dir " << dir.string()
+            << " --continue\n";
+  return 0;
+}
+
+}  // namespace
 
 void addRunCommands(CLI::App& app, int& exitCode) {
-  auto* run = app.add_subcommand("run", "Run a column from a setup file (default: the embedded one)");
-  run->callback([&exitCode] { exitCode = 0; });
+  auto opts = std::make_shared<RunOptionsCli>();
+  auto* run = app.add_subcommand("run", "Run a column from a setup file (default: the embedded basaltic column)");
+  run->add_option("setup", opts->setup, "Setup file (.cxd); copied over the working copy")->check(CLI::ExistingFile);
+  run->add_option("--dir", opts->dir, "Working folder (default ./cumulex-run)");
+  run->add_option("--iterations", opts->iterations, "Stop after this many iterations")->check(CLI::NonNegativeNumber);
+  auto* yes = run->add_flag("--yes", opts->yes, "Answer yes to every question (e.g. abort after a reported error)");
+  run->add_flag("--no", opts->no, "Answer no to every question (the default)")->excludes(yes);
+  run->add_flag("--continue", opts->continueRun,
+                "Continue the run of the working folder from its last saved iteration")
+      ->excludes(run->get_option("setup"));
+  run->add_flag("--initial-only", opts->initialOnly, "Find iteration 0 and stop");
+  run->callback([opts, &exitCode] { exitCode = runCommand(*opts); });
+
+  auto showDir = std::make_shared<std::string>();
+  auto showIter = std::make_shared<int>(-1);
+  auto showJson = std::make_shared<bool>(false);
+  auto* show = app.add_subcommand("show", "Print the node table of a saved iteration (the last by default)");
+  show->add_option("dir", *showDir, "Working folder of a run")->required();
+  show->add_option("--iteration", *showIter, "Iteration to show");
+  show->add_flag("--json", *showJson, "JSON keyed by the output file's labels");
+  show->callback([=, &exitCode] { exitCode = showCommand(*showDir, *showIter, *showJson); });
+
+  auto loadDir = std::make_shared<std::string>();
+  auto loadIter = std::make_shared<int>(0);
+  auto loadYes = std::make_shared<bool>(false);
+  auto* load = app.add_subcommand("load", "Load a saved iteration and cut the output file after it");
+  load->add_option("dir", *loadDir, "Working folder of a run")->required();
+  load->add_option("--iteration", *loadIter, "Iteration to keep as the last")->required();
+  load->add_flag("--yes", *loadYes, "Confirm that the iterations after it are dropped");
+  load->callback([=, &exitCode] { exitCode = loadCommand(*loadDir, *loadIter, *loadYes); });
 }
 
 }  // namespace cx::cli

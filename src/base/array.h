@@ -7,12 +7,57 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "base/fault.h"
 
 namespace cx {
+
+// Contiguous storage of n values (std::vector without its bool specialisation, so that every
+// element type, bool included, gives real references).
+template <class T>
+class ArrayBuffer {
+ public:
+  ArrayBuffer() = default;
+  ArrayBuffer(const ArrayBuffer& o) : n_(o.n_), p_(o.n_ ? new T[o.n_] : nullptr) {
+    std::copy(o.begin(), o.end(), begin());
+  }
+  ArrayBuffer(ArrayBuffer&&) noexcept = default;
+  ArrayBuffer& operator=(const ArrayBuffer& o) {
+    if (this != &o) {
+      ArrayBuffer copy(o);
+      *this = std::move(copy);
+    }
+    return *this;
+  }
+  ArrayBuffer& operator=(ArrayBuffer&&) noexcept = default;
+
+  void assign(std::size_t n, const T& fill) {
+    if (n != n_) {
+      p_.reset(n ? new T[n] : nullptr);
+      n_ = n;
+    }
+    std::fill(begin(), end(), fill);
+  }
+  std::size_t size() const noexcept { return n_; }
+  bool empty() const noexcept { return n_ == 0; }
+  T* data() noexcept { return p_.get(); }
+  const T* data() const noexcept { return p_.get(); }
+  T* begin() noexcept { return p_.get(); }
+  T* end() noexcept { return p_.get() + n_; }
+  const T* begin() const noexcept { return p_.get(); }
+  const T* end() const noexcept { return p_.get() + n_; }
+  T& operator[](std::size_t i) noexcept { return p_[i]; }
+  const T& operator[](std::size_t i) const noexcept { return p_[i]; }
+  bool operator==(const ArrayBuffer& o) const {
+    return n_ == o.n_ && std::equal(begin(), end(), o.begin());
+  }
+
+ private:
+  std::size_t n_ = 0;
+  std::unique_ptr<T[]> p_;
+};
 
 template <class T>
 class Array1 {
@@ -65,7 +110,7 @@ class Array1 {
   }
   int lo_ = 1;
   int hi_ = 0;
-  std::vector<T> data_;
+  ArrayBuffer<T> data_;
 };
 
 // Row-major two-dimensional array (row r, column c), each with its own bounds.
@@ -124,7 +169,7 @@ class Array2 {
   }
   int rlo_ = 1, rhi_ = 0, clo_ = 1, chi_ = 0;
   std::size_t cols_ = 0;
-  std::vector<T> data_;
+  ArrayBuffer<T> data_;
 };
 
 }  // namespace cx

@@ -1,0 +1,468 @@
+#include "persist/output_file.h"
+
+#include <sstream>
+
+#include "base/vb.h"
+#include "persist/files.h"
+#include "persist/text_format.h"
+#include "persist/text_reader.h"
+
+namespace cx {
+namespace {
+
+constexpr std::string_view kIterationTag = "Iteration: ";
+constexpr std::string_view kNodeColumnsHeading =
+    "Liq Viscosity   Liq Density   Solid Density  Temperature  Pressure    F(liquid)    "
+    "S(total)    S(liquid)   S(solid)   Cp(bulk)     S(water)     Rho(water)     Mass(water)    "
+    "Mass(solid)      Mass(liquid)           F(O2)";
+constexpr std::string_view kGridHeading = "Grid point      V(solid)        V(liquid)";
+
+// One table of the block: a title line, then per node the node number and the values.
+void nodeTable(std::string& out, std::string_view title, const Column& c, int count,
+               const std::function<std::string(int node, int k)>& cell) {
+  out += title;
+  out += kEol;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    out += std::to_string(i);
+    for (int k = 1; k <= count; ++k) {
+      out += ", ";
+      out += cell(i, k);
+    }
+    out += kEol;
+  }
+}
+
+// The sixteen node columns of the heading, in order, with their formats.
+struct NodeColumn {
+  Array1<double> Column::*array;
+  const char* format;  // nullptr: plain
+};
+const std::array<NodeColumn, 16> kNodeColumns = {{
+    {&Column::LiqVisc, "##.000000000"},  {&Column::RhoLiq, "##.000000000"},
+    {&Column::RhoSolid, "##.000000000"}, {&Column::Temp, "####.0000000"},
+    {&Column::Press, "####.000000"},     {&Column::FLiq, "0.00000000"},
+    {&Column::STotal, "####.000000"},    {&Column::SLiq, "####.000000"},
+    {&Column::SSolid, "####.000000"},    {&Column::CpBulk, "####.000000"},
+    {&Column::SWater, "####.000000"},    {&Column::RhoWater, "###.00000"},
+    {&Column::MassWater, "###.00000"},   {&Column::MassSolid, "###.0000"},
+    {&Column::MassLiq, "###.00000"},     {&Column::FO2, nullptr},
+}};
+
+struct TraceTable {
+  const char* title;
+  Array2<double> Column::*array;
+};
+const std::array<TraceTable, 4> kTraceTables = {{{"Trace Liquid:", &Column::TraceLiq},
+                                                 {"Trace Solid:", &Column::TraceSolid},
+                                                 {"Trace Gas:", &Column::TraceGasPpm},
+                                                 {"Trace Bulk:", &Column::TraceBulk}}};
+
+struct OxideTable {
+  const char* title;
+  Array2<double> Column::*array;
+};
+const std::array<OxideTable, 3> kOxideTables = {{{"Bulk Oxides wt %", &Column::BulkOx},
+                                                 {"Liquid oxides wt %", &Column::LiqOx},
+                                                 {"Bulk solids wt %", &Column::SolidOx}}};
+
+std::optional<int> iterationOfLine(std::string_view line) {
+  if (line.substr(0, kIterationTag.size()) != kIterationTag) return std::nullopt;
+  const auto n = toNumber(line.substr(kIterationTag.size()));
+  if (!n) return std::nullopt;
+  return static_cast<int>(*n);
+}
+
+std::vector<std::string_view> splitLines(const std::string& text) {
+  std::vector<std::string_view> lines;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    std::string_view line(text.data() + start, end - start);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.push_back(line);
+    start = end + 1;
+  }
+  return lines;
+}
+
+std::vector<double> numbersOfLine(const std::string& line, const std::string& fileName,
+                                  int lineNumber, const std::string& field) {
+  std::vector<double> values;
+  std::stringstream ss(line);
+  std::string item;
+  while (std::getline(ss, item, ',')) {
+    const std::string t = trim(item);
+    if (t.empty()) continue;
+    const auto v = toNumber(t);
+    if (!v) throw InputError(fileName, lineNumber, field, "expected a number, found '" + t + "'");
+    values.push_back(*v);
+  }
+  return values;
+}
+
+// Reads the block whose "Iteration: " line the reader has just passed.
+void readBlock(TextReader& in, Column& c, int iteration) {
+  c.Iteration = iteration;
+  c.TopPressure = in.readNumber("TopPressure");
+  const int nodes = in.readInt("NumNodes");
+  if (nodes < 1 || nodes > kMaxNodes)
+    throw InputError(in.fileName(), in.line(), "NumNodes", "node count out of range");
+  c.DeltaX = in.readNumber("DeltaX");
+  c.TotalTime = in.readNumber("TotalTime");
+  if (nodes != c.NumNodes) {
+    // Files of another node count load by re-dimensioning the arrays; the far field keeps the
+    // present thickness until its rows are read below.
+    const int k = c.Temp.lo() < 1 ? -c.Temp.lo() / c.NumNodes : 0;
+    c.NumNodes = nodes;
+    Settings layout;
+    layout.setMiscText(misc::kFarfieldThickness, std::to_string(k));
+    c.DimensionArrays(layout);
+  }
+  c.LengthR8 = c.NumNodes * c.DeltaX;
+  const int n = c.NumNodes;
+  auto node = [&](int i, const std::string& what) {
+    return what + " of node " + std::to_string(i);
+  };
+  in.readLine("Phaselist heading");
+  for (int i = 1; i <= n; ++i) {
+    in.readInt(node(i, "node number"));
+    c.PhaseCount(i) = in.readInt(node(i, "PhaseCount"));
+    for (int k = 1; k <= kPhaseListSize; ++k) c.PhaseList(i, k) = in.readInt(node(i, "PhaseList"));
+    for (int k = 1; k <= kXstableSize; ++k) c.Xstable(i, k) = in.readNumber(node(i, "Xstable"));
+  }
+  for (const auto& t : kOxideTables) {
+    in.readLine(t.title);
+    for (int i = 1; i <= n; ++i) {
+      in.readInt(node(i, "node number"));
+      for (int j = 1; j <= kOxides; ++j)
+        (c.*t.array)(i, j) = in.readNumber(node(i, std::string(t.title) + " " +
+                                                          std::string(OxideNames[j])));
+    }
+  }
+  in.readLine("Phase order");
+  for (int k = 1; k <= kPhaseOrderSize; ++k) c.PhaseOrder(k) = in.readInt("PhaseOrder");
+  auto table = [&](std::string_view title, Array2<double>& a, int count) {
+    in.readLine(title);
+    for (int i = 1; i <= n; ++i) {
+      in.readInt(node(i, "node number"));
+      for (int k = 1; k <= count; ++k) a(i, k) = in.readNumber(node(i, std::string(title)));
+    }
+  };
+  table("Cumulative mass of stable phases:", c.PhaseMass, kPhaseOrderSize);
+  table("Composition of stable phases:", c.PhaseX, kSolidSolutions);
+  table("Mass of Gas Components :", c.GasComp, c.gasSpeciesCount());
+  for (const auto& t : kTraceTables) table(t.title, c.*t.array, kTraces);
+  in.readLine("node column heading");
+  for (int i = 1; i <= n; ++i) {
+    in.readInt(node(i, "node number"));
+    for (const auto& col : kNodeColumns) (c.*col.array)(i) = in.readNumber(node(i, "node column"));
+  }
+  auto marker = [&](const char* name) {
+    in.readString(name);
+    return in.readNumber(name);
+  };
+  c.BottomNode = toInt(marker("BottomNode"));
+  c.TopNode = toInt(marker("TopNode"));
+  c.PileTop = marker("Pile top");
+  c.TopNode0 = toInt(marker("TopNode(0)"));
+  c.PileTop0 = marker("Pile top(0)");
+  c.InitTop = marker("InitTop(t)");
+  in.readLine("grid heading");
+  for (int i = 1; i <= n; ++i) {
+    in.readInt(node(i, "node number"));
+    c.GridPoint(i) = in.readNumber(node(i, "Grid point"));
+    c.Vsolid(i) = in.readNumber(node(i, "V(solid)"));
+    c.Vliquid(i) = in.readNumber(node(i, "V(liquid)"));
+  }
+  c.LastAddition = in.readNumber("LastAddition");
+  in.readLine("Top farfield temperature:");
+  int lineNo = in.line();
+  const auto top = numbersOfLine(in.readLine("top far field"), in.fileName(), lineNo, "top far field");
+  in.readLine("Bottom farfield temperature:");
+  lineNo = in.line();
+  // Without a far field the lower row is empty; as the file's last line it may have no line end.
+  const auto bottom = numbersOfLine(in.atEnd() ? std::string() : in.readLine("bottom far field"),
+                                    in.fileName(), lineNo, "bottom far field");
+  // The far field of the block: its thickness follows from the row lengths.
+  // With a far field of k slabs the upper row holds k*n temperatures and the lower one k*n + 1
+  // (its contact node 0 included); without one both rows are empty.
+  const bool consistent = top.empty() ? bottom.empty()
+                                      : top.size() % static_cast<std::size_t>(n) == 0 &&
+                                            bottom.size() == top.size() + 1;
+  if (!consistent)
+    throw InputError(in.fileName(), lineNo, "far field", "far-field rows of unlike length");
+  const int k = static_cast<int>(top.size()) / n;
+  if (c.Temp.lo() != (k > 0 ? -k * n : 1) || c.Temp.hi() != (k > 0 ? (k + 1) * n : n)) {
+    c.Temp.redimPreserve(k > 0 ? -k * n : 1, k > 0 ? (k + 1) * n : n);
+    c.InitT.redimPreserve(k > 0 ? -k * n : 1, k > 0 ? (k + 1) * n : n);
+  }
+  for (int m = 0; m < static_cast<int>(top.size()); ++m) c.Temp(n + 1 + m) = top[static_cast<std::size_t>(m)];
+  for (int m = 0; m < static_cast<int>(bottom.size()); ++m) c.Temp(-m) = bottom[static_cast<std::size_t>(m)];
+}
+
+}  // namespace
+
+std::string iterationBlock(const Column& c) {
+  std::string out;
+  out += std::string(kIterationTag) + std::to_string(c.Iteration);
+  out += kEol;
+  out += formatNumber(c.TopPressure, "Fixed");
+  out += kEol;
+  out += printZones({std::to_string(c.NumNodes) + ",", formatNumber(c.DeltaX, "Fixed") + ",",
+                     formatNumber(c.TotalTime, "Fixed")});
+  out += kEol;
+  out += "Node PhaseCount Phaselist and Xstable:";
+  out += kEol;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    out += std::to_string(i) + ", " + std::to_string(c.PhaseCount(i));
+    for (int k = 1; k <= kPhaseListSize; ++k) out += ", " + std::to_string(c.PhaseList(i, k));
+    for (int k = 1; k <= kXstableSize; ++k) out += ", " + formatPlain(c.Xstable(i, k));
+    out += kEol;
+  }
+  for (const auto& t : kOxideTables)
+    nodeTable(out, t.title, c, kOxides,
+              [&](int i, int j) { return formatNumber((c.*t.array)(i, j), "##.00000"); });
+  out += "Phase order";
+  out += kEol;
+  for (int k = 1; k <= kPhaseOrderSize; ++k)
+    out += (k > 1 ? ", " : "") + std::to_string(c.PhaseOrder(k));
+  out += kEol;
+  nodeTable(out, "Cumulative mass of stable phases:", c, kPhaseOrderSize,
+            [&](int i, int k) { return formatNumber(c.PhaseMass(i, k), "0.00000000"); });
+  nodeTable(out, "Composition of stable phases:", c, kSolidSolutions,
+            [&](int i, int k) { return formatNumber(c.PhaseX(i, k), "0.00000000"); });
+  nodeTable(out, "Mass of Gas Components :", c, c.gasSpeciesCount(),
+            [&](int i, int k) { return formatNumber(c.GasComp(i, k), "0.00000000"); });
+  for (const auto& t : kTraceTables)
+    nodeTable(out, t.title, c, kTraces,
+              [&](int i, int k) { return formatNumber((c.*t.array)(i, k), "fixed"); });
+  out += kNodeColumnsHeading;
+  out += kEol;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    out += std::to_string(i);
+    for (const auto& col : kNodeColumns) {
+      const double v = (c.*col.array)(i);
+      out += ", " + (col.format ? formatNumber(v, col.format) : formatPlain(v));
+    }
+    out += kEol;
+  }
+  auto marker = [&](const char* label, const std::string& v) {
+    out += label;
+    out += v;
+    out += kEol;
+  };
+  marker("BottomNode , ", std::to_string(c.BottomNode));
+  marker("TopNode    , ", std::to_string(c.TopNode));
+  marker("Pile top   , ", formatPlain(c.PileTop));
+  marker("TopNode(0) , ", std::to_string(c.TopNode0));
+  marker("Pile top(0), ", formatPlain(c.PileTop0));
+  marker("InitTop(t) , ", formatPlain(c.InitTop));
+  out += kGridHeading;
+  out += kEol;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    out += std::to_string(i) + ", " + formatPlain(c.GridPoint(i)) + ", " +
+           formatNumber(c.Vsolid(i), "scientific") + ", " +
+           formatNumber(c.Vliquid(i), "scientific");
+    out += kEol;
+  }
+  out += formatPlain(c.LastAddition);
+  out += kEol;
+  out += "Top farfield temperature:";
+  out += kEol;
+  for (int m = c.NumNodes + 1; m <= c.Temp.hi(); ++m)
+    out += (m > c.NumNodes + 1 ? ", " : "") + formatPlain(c.Temp(m));
+  out += kEol;
+  out += "Bottom farfield temperature:";
+  out += kEol;
+  for (int m = 0; m >= c.Temp.lo(); --m) out += (m < 0 ? ", " : "") + formatPlain(c.Temp(m));
+  out += kEol;
+  return out;
+}
+
+bool WriteIteration(const std::filesystem::path& folder, const Column& column, bool startNewFile,
+                    Diagnostics& diag) {
+  const auto path = folder / std::string(kOutputFileName);
+  const std::string block = iterationBlock(column);
+  // The file only ever grows by whole blocks: each block goes out in one write.
+  const bool ok = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
+  if (!ok) {
+    diag.ErrorReport(" error writing CXoutput.txt\n            Check all input values for correctness",
+                     diag.PauseOnError);
+    diag.ErrorFlag = true;
+  }
+  return ok;
+}
+
+std::vector<int> listIterations(const std::string& text) {
+  std::vector<int> found;
+  for (std::string_view line : splitLines(text))
+    if (auto n = iterationOfLine(line)) found.push_back(*n);
+  return found;
+}
+
+IterationReadResult parseIteration(const std::string& text, const std::string& fileName,
+                                   int wanted, Column& column) {
+  IterationReadResult r;
+  TextReader in(text, fileName);
+  try {
+    while (!in.atEnd()) {
+      const std::string line = in.readLine("Iteration");
+      const auto n = iterationOfLine(line);
+      if (!n) continue;
+      r.lastSeen = *n;
+      if (*n != wanted) continue;
+      r.found = true;
+      Column c = column;
+      readBlock(in, c, *n);
+      if (*n == 0) refreshInitialProfiles(c);
+      column = std::move(c);
+      r.ok = true;
+      return r;
+    }
+    r.message = "Iteration not found!\nLast iteration is: " + std::to_string(r.lastSeen);
+  } catch (const InputError& e) {
+    r.message = std::string(e.what()) + " (the block of iteration " + std::to_string(wanted) +
+                " is incomplete or damaged)";
+  } catch (const Fault& f) {
+    r.message = fileName + ": " + f.what();
+  }
+  return r;
+}
+
+IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted,
+                                  Column& column, Diagnostics& diag) {
+  diag.ErrorFlag = false;
+  const auto path = folder / std::string(kOutputFileName);
+  const auto text = readWholeFile(path);
+  if (!text) {
+    IterationReadResult r;
+    r.message = " error opening or reading CXoutput.txt\n            Check all input values for correctness";
+    diag.ErrorReport(r.message, false);
+    diag.ErrorFlag = true;
+    return r;
+  }
+  IterationReadResult r = parseIteration(*text, path.string(), wanted, column);
+  if (!r.ok) {
+    diag.ErrorReport(r.message, false);
+    diag.ErrorFlag = true;
+  }
+  return r;
+}
+
+int lastCompleteIteration(const std::string& text, const std::string& fileName,
+                          const Column& layout) {
+  const auto all = listIterations(text);
+  for (auto it = all.rbegin(); it != all.rend(); ++it) {
+    Column probe = layout;
+    if (parseIteration(text, fileName, *it, probe).ok) return *it;
+  }
+  return -1;
+}
+
+LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& column,
+                         Diagnostics& diag, Port& port) {
+  LoadResult result;
+  port.setStatus("Searching for requested iteration...");
+  port.setModuleId("In module LoadLastIteratio");
+  Column loaded = column;
+  const auto r = ReadIteration(folder, n, loaded, diag);
+  if (!r.ok) {
+    port.setStatus("Requested iteration not found.");
+    result.message = r.message;
+    return result;
+  }
+  if (!port.askYesNo("Do you wish to load and reset the output file to iteration: " +
+                     std::to_string(n) + "?\nAll data above this point will be lost!")) {
+    port.setStatus("Abort load last interation.");
+    result.message = "Abort load last interation.";
+    return result;
+  }
+  port.setStatus("Loading iteration...");
+  // Keep the lines up to the first block numbered above n; the rest is cut off.
+  const auto path = folder / std::string(kOutputFileName);
+  const auto text = readWholeFile(path);
+  if (!text) {
+    result.message = " error opening CXoutput.txt.";
+    return result;
+  }
+  std::string kept;
+  for (std::string_view line : splitLines(*text)) {
+    if (auto m = iterationOfLine(line); m && *m > n) break;
+    kept += line;
+    kept += kEol;
+  }
+  if (!writeFileAtomically(path, kept)) {
+    result.message = " error opening CXoutput.txt.";
+    return result;
+  }
+  column = std::move(loaded);
+  column.InitialNeeded = false;
+  column.NodesAtInitial = column.NumNodes;
+  port.setStatus("Requested iteration loaded successfully!");
+  port.setModuleId("Idle");
+  result.ok = true;
+  return result;
+}
+
+int replayIterations(const std::filesystem::path& folder, Column& column, Diagnostics& diag,
+                     const std::function<bool(int iteration)>& frame) {
+  const auto path = folder / std::string(kOutputFileName);
+  const auto text = readWholeFile(path);
+  if (!text) {
+    diag.ErrorReport(" error opening CXoutput.txt.", false);
+    return 0;
+  }
+  // One pass through the file: each block is read as it comes.
+  TextReader in(*text, path.string());
+  int shown = 0;
+  try {
+    while (!in.atEnd() && !diag.HaltFlag) {
+      const auto n = iterationOfLine(in.readLine("Iteration"));
+      if (!n) continue;
+      Column c = column;
+      readBlock(in, c, *n);
+      if (*n == 0) refreshInitialProfiles(c);
+      column = std::move(c);
+      ++shown;
+      if (!frame(*n)) break;
+    }
+  } catch (const InputError& e) {
+    diag.ErrorReport(e.what(), false);
+  }
+  return shown;
+}
+
+void refreshInitialProfiles(Column& c) {
+  auto mg = [](const Array2<double>& ox, int i) {
+    const double mgo = ox(i, 8) / OxideMW[8];
+    const double feo = ox(i, 6) / OxideMW[6];
+    return (mgo + feo) > 0.0 && ox(i, 8) != 0.0 && ox(i, 6) != 0.0 ? mgo / (feo + mgo) : 0.0;
+  };
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    c.InitFLiq(i) = c.FLiq(i);
+    c.InitLiqVisc(i) = c.LiqVisc(i);
+    c.InitRhoLiq(i) = c.RhoLiq(i);
+    c.InitRhoSolid(i) = c.RhoSolid(i);
+    c.InitSLiq(i) = c.SLiq(i);
+    c.InitSSolid(i) = c.SSolid(i);
+    c.InitSTotal(i) = c.STotal(i);
+    c.InitMassWater(i) = c.MassWater(i);
+    c.InitFO2(i) = c.FO2(i);
+    for (int j = 1; j <= kOxides; ++j) {
+      c.InitLiqOx(i, j) = c.LiqOx(i, j);
+      c.InitSolidOx(i, j) = c.SolidOx(i, j);
+    }
+    for (int t = 1; t <= kTraces; ++t) {
+      c.InitTraceLiq(i, t) = c.TraceLiq(i, t);
+      c.InitTraceSolid(i, t) = c.TraceSolid(i, t);
+      c.InitTraceGas(i, t) = c.TraceGasPpm(i, t);
+    }
+    for (int k = 1; k <= kPhaseOrderSize; ++k) c.InitPhaseMass(i, k) = c.PhaseMass(i, k);
+    c.InitMgBulk(i) = mg(c.BulkOx, i);
+    c.InitMgLiq(i) = mg(c.LiqOx, i);
+    c.InitMgSolid(i) = mg(c.SolidOx, i);
+  }
+}
+
+}  // namespace cx

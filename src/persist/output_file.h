@@ -1,0 +1,66 @@
+// The output file "CXoutput.txt": the run's history, one block per saved iteration, appended as
+// the run goes (iteration 0 first, no header).  Any block can be read back to continue from it,
+// replayed, or made the new initial state.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "base/diagnostics.h"
+#include "run/column.h"
+#include "ui/port.h"
+
+namespace cx {
+
+inline constexpr std::string_view kOutputFileName = "CXoutput.txt";
+
+// The text of one block (WriteIteration).
+std::string iterationBlock(const Column& column);
+
+// WriteIteration: appends the block to the output file of `folder`, or starts the file anew with
+// it.  A failure reports " error writing CXoutput.txt" through `diag` and returns false.
+bool WriteIteration(const std::filesystem::path& folder, const Column& column, bool startNewFile,
+                    Diagnostics& diag);
+
+// The outcome of reading a block.
+struct IterationReadResult {
+  bool found = false;      // a block with that number exists
+  bool ok = false;         // it was read whole and loaded
+  int lastSeen = -1;       // the last iteration number met while searching
+  std::string message;     // what went wrong, naming the file and line
+};
+
+// Reads block `wanted` of an output text into `column`.  On any failure the column is untouched.
+IterationReadResult parseIteration(const std::string& text, const std::string& fileName,
+                                   int wanted, Column& column);
+// ReadIteration: the same on the output file of `folder`; reports failures through `diag`
+// and sets ErrorFlag.
+IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted,
+                                  Column& column, Diagnostics& diag);
+
+// The iteration numbers of the blocks of an output text, in file order.
+std::vector<int> listIterations(const std::string& text);
+// The last block that reads back whole (after a crash the last block may be cut off).
+int lastCompleteIteration(const std::string& text, const std::string& fileName,
+                          const Column& layout);
+
+// Loads iteration `n` and cuts the output file after its block (cmdLoadLastIteration).  `confirm`
+// is asked the question of the program; a No leaves everything as it was.
+struct LoadResult {
+  bool ok = false;
+  std::string message;
+};
+LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& column,
+                         Diagnostics& diag, Port& port);
+
+// Steps through every saved iteration, loading each into `column` and calling `frame` (the
+// replay).  Stops at the end of the file, when `frame` returns false, or on HaltFlag.
+int replayIterations(const std::filesystem::path& folder, Column& column, Diagnostics& diag,
+                     const std::function<bool(int iteration)>& frame);
+
+// Refreshes the initial-profile copies (the reference curves) from the present state.
+void refreshInitialProfiles(Column& column);
+
+}  // namespace cx

@@ -1,0 +1,533 @@
+#include "persist/setup_file.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <sstream>
+
+#include "base/vb.h"
+#include "persist/files.h"
+#include "persist/text_format.h"
+#include "persist/text_reader.h"
+
+namespace cx {
+namespace {
+
+constexpr std::string_view kTitle =
+    "Data from reaction-transport program (NiO and CoO not currently used):";
+constexpr std::string_view kMassDHeader =
+    "      ,    Si,    Ti,    Al,  Fe+3,    Cr,  Fe+2,    Mn,    Mg"
+    ",    Ca,    Na,     K,     P,   H2O,   CO2,     S";
+
+// A line builder: pieces joined as the print statements join them.
+class Lines {
+ public:
+  Lines& operator<<(std::string_view s) {
+    text_ += s;
+    return *this;
+  }
+  void end() { text_ += kEol; }
+  void line(std::string_view s) {
+    text_ += s;
+    end();
+  }
+  std::string str() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+template <class Get>
+std::string joined(int lo, int hi, std::string_view sep, Get get) {
+  std::string s;
+  for (int i = lo; i <= hi; ++i) {
+    if (i > lo) s += sep;
+    s += get(i);
+  }
+  return s;
+}
+
+std::string padded(std::string_view name, std::size_t width) {
+  std::string s(name);
+  if (s.size() < width) s.append(width - s.size(), ' ');
+  return s;
+}
+
+std::string flagWord(bool b) { return formatBool(b); }
+std::string checkValue(int v) { return std::to_string(v); }
+
+}  // namespace
+
+std::string vwaterLabel(double vwater, double threshold) {
+  const double perDay = vwater * kSecondsPerDay;
+  return std::fabs(vwater) <= threshold ? formatNumber(perDay, "scientific")
+                                        : formatNumber(perDay, "###0.000000");
+}
+
+std::string setupText(const Column& c, const Settings& s) {
+  Lines out;
+  out.line(kTitle);
+  out << flagWord(s.optionInfiltrate) << ", " << flagWord(s.optionCompact);
+  out.end();
+  out << formatNumber(c.TopCoolRate * kSecondsPerDay, "###.0000000") << ","
+      << formatNumber(c.BottomCoolRate * kSecondsPerDay, "###.0000000") << ","
+      << formatNumber(c.InfiltrantT, "Fixed") << "," << formatNumber(c.TopPressure, "Fixed") << ","
+      << formatNumber(c.InfiltrantS, "Fixed") << "," << formatNumber(c.InfiltrantRho, "###.000000");
+  out.end();
+  out << flagWord(s.optionUseFirstLiq) << ", " << flagWord(s.optionUseListed);
+  out.end();
+  out.line(printZones({std::to_string(c.NumNodes), formatNumber(c.FluxRate, "#.000000000"),
+                       formatNumber(c.Length, "Fixed"),
+                       formatNumber(s.misc(misc::kTimeStepMultiplier), "0.00000")}));
+  out.line("Activity model flags:");
+  out.line(joined(1, kPhases, ", ", [&](int p) { return flagWord(c.ActivityFlags(p)); }));
+  out.line("");
+  out.line("Infiltrant");
+  out.line(joined(1, kOxides, ", ",
+                  [&](int j) { return formatNumber(c.InfiltrantOx(j), "###.00000"); }));
+  out.line("");
+  out.line("Infiltrant trace element concentrations:");
+  out.line(joined(1, kTraces, ", \t", [&](int t) { return std::string(TraceNames[t]); }));
+  out.line(joined(1, kTraces, ",\t",
+                  [&](int t) { return formatNumber(c.InfiltrantTrace(t), "fixed"); }));
+  out.line("");
+  out.line("");
+  for (int n = 1; n <= c.NumNodes; ++n) {
+    out << formatNumber(c.InitT(n), "fixed") << ", "
+        << joined(1, kOxides, ", ",
+                  [&](int j) { return formatNumber(c.InitBulkOx(n, j), "###.00000"); });
+    out.end();
+    out.line(joined(1, kTraces, ", ",
+                    [&](int t) { return formatNumber(c.InitBulkTrace(n, t), "fixed"); }));
+  }
+  out.line("");
+  out.line("Phase                       Exclude");
+  for (int p = 1; p <= kPhases; ++p) {
+    out << padded(PhaseNames[p], 15) << "," << formatBool(c.PhaseExcluded(p));
+    out.end();
+  }
+  out.line("");
+  out.line("Distribution coefficients:");
+  out << "Phase           ";
+  for (int t = 1; t <= kTraces; ++t) out << TraceNames[t] << "\t";
+  out.end();
+  for (int p = 1; p <= kPhases; ++p) {
+    out << padded(PhaseNames[p], 15) << ","
+        << joined(1, kTraces, ",\t", [&](int t) { return formatNumber(c.DCoef(p, t), "fixed"); });
+    out.end();
+  }
+  out.line("");
+  out.line("Compaction parameters:");
+  for (int k = 0; k < compact::kCount; ++k) out << s.compactText(k) << ",  ";
+  out << checkValue(s.chkConstantRho) << ",  " << checkValue(s.chkConstantVis);
+  out.end();
+  out.line("");
+  out.line("Miscellaneous Options");
+  out << flagWord(s.optionDisplace) << ", " << flagWord(s.optionMix);
+  out.end();
+  out << flagWord(s.OptionDrip) << ", " << formatNumber(s.misc(misc::kFLiqForDrip), "fixed") << ", "
+      << flagWord(s.optionLocal) << ", " << flagWord(s.optionBottomAccum) << ", "
+      << formatNumber(s.misc(misc::kInitialLiquidFraction), "fixed");
+  out.end();
+  for (int k = 1; k <= 17; ++k) {
+    switch (k) {
+      case 1: case 6: case 7: case 9:
+        out.line(formatNumber(s.misc(k), "scientific"));
+        break;
+      case 11: case 14: case 17:
+        out.line(trim(s.miscText(k)));
+        break;
+      default:
+        out.line(formatNumber(s.misc(k), "fixed"));
+    }
+  }
+  out.line("");
+  out.line("BigD Flags:");
+  out.line(joined(0, 14, ", ", [&](int k) { return flagWord(c.BigDFlags(k)); }));
+  for (int k = 1; k <= 3; ++k) out.line(formatPlain(c.BigDTi(k)));
+  out.line("");
+  out.line("Graphic window options:");
+  for (int g = 1; g <= 4; ++g) out.line(s.GraphSelect[static_cast<std::size_t>(g)]);
+  out.line(s.comboTraceSelect);
+  out.line(s.comboOxideSelect);
+  out.line("");
+  out.line("Run Options:");
+  const RunOptions& r = s.run;
+  for (int v : {r.chkSkipEquilibration, r.chkSkipTDiffusion, r.chkSkipMassDiffusion,
+                r.chkSkipAdvection, r.chkSkipCompaction, r.chkSkipGas, r.chkSkipFarfield, r.chkTTop,
+                r.chkTBottom, r.chkSkipTrace, r.chkSkipVolumeCorrection, r.chkSkipInterpolate,
+                r.chkPauseOnError})
+    out.line(checkValue(v));
+  out.line("Mass D coefficients (diagonal only)");
+  out.line(kMassDHeader);
+  for (int i = 1; i <= kOxides; ++i) {
+    out << OxideNames[i] << ", "
+        << joined(1, kOxides, ", ",
+                  [&](int j) { return formatNumber(c.MassDiffCoef(i, j), "scientific"); });
+    out.end();
+  }
+  out << "Soret flag, " << checkValue(s.chkUseSoret);
+  out.end();
+  for (int i = 1; i <= kOxides; ++i) {
+    out << OxideNames[i] << ", " << formatNumber(c.SoretCoef(i), "scientific");
+    out.end();
+  }
+  out << "D(trace-liq), " << formatNumber(val(s.traceDiffusionText), "scientific");
+  out.end();
+  out << "D(gas), " << formatNumber(val(s.gasDiffusionText), "scientific");
+  out.end();
+  out << "Inflation values, " << checkValue(s.chkInflate) << ", ";
+  for (int k = 1; k <= 5; ++k)
+    out << formatNumber(c.InflationScalars(k), k < 5 ? "###.00000" : "fixed") << ", ";
+  out << s.inflationTargetText << ", " << flagWord(s.optFillCenter) << ", "
+      << flagWord(s.optFillTop);
+  out.end();
+  out.line(joined(1, kOxides, ", ",
+                  [&](int j) { return formatNumber(c.InflationOx(j), "###.00000"); }));
+  out.line(joined(1, kTraces, ", \t", [&](int t) { return std::string(TraceNames[t]); }));
+  out.line(joined(1, kTraces, ",\t",
+                  [&](int t) { return formatNumber(c.InflationTrace(t), "fixed"); }));
+  out.line("");
+  out.line(formatNumber(c.SetupClosingValue, "fixed"));
+  return out.str();
+}
+
+namespace {
+
+// Reads a field that a form shows as text but that must hold a number.
+std::string readNumericText(TextReader& in, const std::string& field) {
+  const int line = in.line();
+  std::string t = trim(in.readString(field));
+  if (!t.empty() && !isNumeric(t))
+    throw InputError(in.fileName(), line, field, "expected a number, found '" + t + "'");
+  return t.empty() ? "0" : t;
+}
+
+// Scales a composition to 100 wt %.  A sum already at 100 within the file's five decimals is
+// left alone: rescaling it would only move last decimals, and every save would differ from the
+// one before.
+void scaleTo100(Array1<double>& ox) {
+  double sum = 0.0;
+  for (int j = 1; j <= kOxides; ++j) sum += ox(j);
+  if (sum > 0.0 && std::fabs(sum - 100.0) > 1e-3)
+    for (int j = 1; j <= kOxides; ++j) ox(j) *= 100.0 / sum;
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char ch) { return static_cast<char>(std::tolower(ch)); });
+  return lower;
+}
+
+// Selects the name the text holds, ignoring case: the name itself when the text is one, else the
+// first name of the list that the text contains.  (Searching by containment alone would turn
+// "Yb" into "Y".)
+template <std::size_t N>
+std::string selectByName(const std::string& text, const std::array<std::string_view, N>& names) {
+  const std::string lower = lowerCase(text);
+  for (std::size_t i = 1; i < N; ++i)
+    if (lowerCase(names[i]) == lower) return std::string(names[i]);
+  for (std::size_t i = 1; i < N; ++i)
+    if (lower.find(lowerCase(names[i])) != std::string::npos) return std::string(names[i]);
+  return text;
+}
+
+}  // namespace
+
+SetupReadResult parseSetup(const std::string& text, const std::string& fileName, Column& column,
+                           Settings& settings) {
+  SetupReadResult result;
+  // Work on copies: a file that fails half-way leaves what was loaded before intact.
+  Column c = column;
+  Settings s = settings;
+  try {
+    TextReader in(text, fileName);
+    // Defaults before reading.
+    c.InfiltrantS = c.InfiltrantRho = 0.0;
+    c.DeltaX = 1.0;
+    c.PhaseOrder.erase();
+
+    in.readLine("title");
+    s.optionInfiltrate = in.readBool("optionInfiltrate");
+    s.optionCompact = in.readBool("optionCompact");
+    c.TopCoolRate = in.readNumber("TopCoolRate") / kSecondsPerDay;
+    c.BottomCoolRate = in.readNumber("BottomCoolRate") / kSecondsPerDay;
+    c.InfiltrantT = in.readNumber("InfiltrantT");
+    c.TopPressure = in.readNumber("TopPressure");
+    c.InfiltrantS = in.readNumber("InfiltrantS");
+    c.InfiltrantRho = in.readNumber("InfiltrantRho");
+    s.optionUseFirstLiq = in.readBool("optionUseFirstLiq");
+    s.optionUseListed = in.readBool("optionUseListed");
+    const int nodeLine = in.line();
+    int nodes = in.readInt("NumNodes");
+    c.FluxRate = in.readNumber("FluxRate");
+    const int lengthLine = in.line();
+    c.Length = in.readNumber("Length");
+    s.setMiscText(misc::kTimeStepMultiplier,
+                  formatNumber(in.readNumber("tbInput(9)"), "0.00000"));
+    // A file made before the nodes were set says 1: it is taken as 10 nodes.
+    if (nodes == 1) nodes = 10;
+    if (nodes < 1 || nodes > kMaxNodes)
+      throw InputError(fileName, nodeLine, "NumNodes",
+                       "the number of nodes must be 1 to " + std::to_string(kMaxNodes) +
+                           ", found " + std::to_string(nodes));
+    if (!(c.Length > 0.0))
+      throw InputError(fileName, lengthLine, "Length", "the column length must be above 0");
+    c.NumNodes = nodes;
+    c.LengthR8 = c.Length;
+    c.DeltaX = c.Length / c.NumNodes;
+    c.DimensionArrays(s);
+
+    in.readLine("Activity model flags");
+    for (int p = 1; p <= kPhases; ++p)
+      c.ActivityFlags(p) = in.readBool("ActivityFlags(" + std::to_string(p) + ")");
+    // Phase-model rows follow from these flags; the thermodynamic tables rebuild them when a
+    // run starts.
+
+    in.readLine("blank line");
+    in.readLine("Infiltrant");
+    for (int j = 1; j <= kOxides; ++j)
+      c.InfiltrantOx(j) = in.readNumber("InfiltrantOx(" + std::string(OxideNames[j]) + ")");
+    scaleTo100(c.InfiltrantOx);
+    in.readLine("blank line");
+    in.readLine("Infiltrant trace element concentrations");
+    in.skipLine();  // the trace element names
+    for (int t = 1; t <= kTraces; ++t)
+      c.InfiltrantTrace(t) = in.readNumber("InfiltrantTrace(" + std::string(TraceNames[t]) + ")");
+    in.readLine("blank line");
+    in.readLine("blank line");
+
+    for (int n = 1; n <= c.NumNodes; ++n) {
+      const std::string node = "node " + std::to_string(n);
+      c.Temp(n) = in.readNumber("temperature of " + node);
+      c.InitT(n) = c.Temp(n);
+      Array1<double> ox(1, kOxides);
+      for (int j = 1; j <= kOxides; ++j)
+        ox(j) = in.readNumber(std::string(OxideNames[j]) + " of " + node);
+      scaleTo100(ox);  // only the bulk oxides are normalized, and only a sum above 0
+      for (int j = 1; j <= kOxides; ++j) c.InitBulkOx(n, j) = c.BulkOx(n, j) = ox(j);
+      for (int t = 1; t <= kTraces; ++t)
+        c.InitBulkTrace(n, t) = in.readNumber(std::string(TraceNames[t]) + " of " + node);
+    }
+    result.topT = c.Temp(c.NumNodes);
+    result.bottomT = c.Temp(1);
+
+    in.readLine("blank line");
+    in.readLine("Phase Exclude heading");
+    for (int p = 1; p <= kPhases; ++p) {
+      in.readString("phase name " + std::to_string(p));
+      c.PhaseExcluded(p) = in.readBool("Exclude of " + std::string(PhaseNames[p]));
+    }
+    // NephelineSS and LeuciteSS are never used, whatever the file says.
+    c.PhaseExcluded(8) = c.PhaseExcluded(9) = true;
+
+    in.readLine("blank line");
+    in.readLine("Distribution coefficients");
+    in.skipLine();  // heading of trace names
+    for (int p = 1; p <= kPhases; ++p) {
+      in.readString("phase name " + std::to_string(p));
+      for (int t = 1; t <= kTraces; ++t) {
+        const double d = in.readNumber("DCoef(" + std::string(PhaseNames[p]) + ", " +
+                                       std::string(TraceNames[t]) + ")");
+        c.DCoef(p, t) = std::clamp(d, 0.0, 100000.0);
+      }
+    }
+
+    in.readLine("blank line");
+    in.readLine("Compaction parameters");
+    for (int k = 0; k < compact::kCount; ++k) {
+      const std::string t = readNumericText(in, "txtbxInput(" + std::to_string(k) + ")");
+      const double v = val(t);
+      if (v <= 0.0) {
+        s.setCompactText(k, std::string(compactRepairText(k)));
+      } else if (k == compact::kMinLiquidFraction) {
+        s.setCompactText(k, formatNumber(v, "0.0000"));
+      } else if (k == compact::kSolidViscosity || k == compact::kPermeability) {
+        s.setCompactText(k, formatNumber(v, "scientific"));
+      } else {
+        s.setCompactText(k, formatNumber(v, "fixed"));
+      }
+    }
+    s.chkConstantRho = in.readInt("chkConstantRho");
+    s.chkConstantVis = in.readInt("chkConstantVis");
+
+    in.readLine("blank line");
+    in.readLine("Miscellaneous Options");
+    s.optionDisplace = in.readBool("optionDisplace");
+    s.optionMix = in.readBool("optionMix");
+    s.OptionDrip = in.readBool("OptionDrip");
+    s.setMiscText(misc::kFLiqForDrip, readNumericText(in, "tbInput(13)"));
+    s.optionLocal = in.readBool("optionLocal");
+    s.optionBottomAccum = in.readBool("optionBottomAccum");
+    s.setMiscText(misc::kInitialLiquidFraction, readNumericText(in, "tbInput(0)"));
+    for (int k = 1; k <= 17; ++k) {
+      std::string t = readNumericText(in, "tbInput(" + std::to_string(k) + ")");
+      if (k == misc::kFarfieldTTop || k == misc::kFarfieldTBottom)
+        t = formatNumber(val(t), "fixed");
+      s.setMiscText(k, t);
+    }
+    c.TopCoolRate = s.misc(misc::kTStepTop) / kSecondsPerDay;
+    c.BottomCoolRate = s.misc(misc::kTStepBottom) / kSecondsPerDay;
+    c.DimensionFarfield(s);
+
+    in.readLine("blank line");
+    in.readLine("BigD Flags");
+    for (int k = 0; k <= 14; ++k) c.BigDFlags(k) = in.readBool("BigDFlags(" + std::to_string(k) + ")");
+    for (int k = 1; k <= 3; ++k) c.BigDTi(k) = in.readNumber("BigDTi(" + std::to_string(k) + ")");
+    in.readLine("blank line");
+    in.readLine("Graphic window options");
+    for (int g = 1; g <= 4; ++g)
+      s.GraphSelect[static_cast<std::size_t>(g)] =
+          trim(in.readLine("GraphSelect(" + std::to_string(g) + ")"));
+    s.comboTraceSelect = selectByName(trim(in.readLine("comboTraceSelect")), TraceNames);
+    s.comboOxideSelect = selectByName(trim(in.readLine("comboOxideSelect")), OxideNames);
+
+    in.readLine("blank line");
+    in.readLine("Run Options");
+    RunOptions& r = s.run;
+    for (auto [field, name] :
+         {std::pair{&r.chkSkipEquilibration, "chkSkipEquilibration"},
+          {&r.chkSkipTDiffusion, "chkSkipTDiffusion"},
+          {&r.chkSkipMassDiffusion, "chkSkipMassDiffusion"},
+          {&r.chkSkipAdvection, "chkSkipAdvection"}, {&r.chkSkipCompaction, "chkSkipCompaction"},
+          {&r.chkSkipGas, "chkSkipGas"}, {&r.chkSkipFarfield, "chkSkipFarfield"},
+          {&r.chkTTop, "chkTTop"}, {&r.chkTBottom, "chkTBottom"},
+          {&r.chkSkipTrace, "chkSkipTrace"},
+          {&r.chkSkipVolumeCorrection, "chkSkipVolumeCorrection"},
+          {&r.chkSkipInterpolate, "chkSkipInterpolate"},
+          {&r.chkPauseOnError, "chkPauseOnError"}})
+      *field = in.readInt(name);
+
+    in.readLine("Mass D coefficients");
+    in.readLine("Mass D header");
+    for (int i = 1; i <= kOxides; ++i) {
+      in.readString("oxide name of mass diffusion row " + std::to_string(i));
+      for (int j = 1; j <= kOxides; ++j)
+        c.MassDiffCoef(i, j) = in.readNumber("MassDiffCoef(" + std::to_string(i) + ", " +
+                                             std::to_string(j) + ")");
+    }
+    c.DiffusionOrder = 1;
+    for (int k = kOxides; k >= 1; --k)
+      if (c.MassDiffCoef(k, k) != 0.0) {
+        c.DiffusionOrder = k;
+        break;
+      }
+    if (c.DiffusionOrder == 1) c.MassDiffCoef(1, 1) = 0.0;
+
+    in.readString("Soret flag");
+    s.chkUseSoret = in.readInt("chkUseSoret");
+    for (int i = 1; i <= kOxides; ++i) {
+      in.readString("oxide name of Soret row " + std::to_string(i));
+      c.SoretCoef(i) = in.readNumber("SoretCoef(" + std::string(OxideNames[i]) + ")");
+    }
+    in.readString("D(trace-liq)");
+    s.traceDiffusionText = formatNumber(in.readNumber("D(trace-liq)"), "scientific");
+    in.readString("D(gas)");
+    s.gasDiffusionText = formatNumber(in.readNumber("D(gas)"), "scientific");
+    in.readString("Inflation values");
+    s.chkInflate = in.readInt("chkInflate");
+    for (int k = 1; k <= 5; ++k)
+      c.InflationScalars(k) = in.readNumber("inflation value " + std::to_string(k));
+    s.inflationTargetText = trim(in.readString("InflationForm tbInput(3)"));
+    s.optFillCenter = in.readBool("optFillCenter");
+    s.optFillTop = in.readBool("optFillTop");
+    for (int j = 1; j <= kOxides; ++j)
+      c.InflationOx(j) = in.readNumber("InflationOx(" + std::string(OxideNames[j]) + ")");
+    in.skipLine();  // the trace element names
+    for (int t = 1; t <= kTraces; ++t)
+      c.InflationTrace(t) = in.readNumber("InflationTrace(" + std::string(TraceNames[t]) + ")");
+    // The closing value: kept only in this file; an empty or missing one reads as 0.
+    c.SetupClosingValue = 0.0;
+    if (!in.atEnd()) {
+      in.readLine("blank line");
+      if (!in.atEnd()) c.SetupClosingValue = in.readNumber("closing value");
+    }
+  } catch (const InputError& e) {
+    result.ok = false;
+    result.message = e.what();
+    return result;
+  } catch (const Fault& f) {
+    result.ok = false;
+    result.message = fileName + ": " + f.what();
+    return result;
+  }
+  c.InitialNeeded = true;
+  column = std::move(c);
+  settings = std::move(s);
+  result.ok = true;
+  result.nodeCount = column.NumNodes;
+  return result;
+}
+
+bool WriteSetup(const std::filesystem::path& folder, const Column& column,
+                const Settings& settings) {
+  return writeFileAtomically(folder / std::string(kSetupFileName), setupText(column, settings));
+}
+
+SetupReadResult ReadSetup(const std::filesystem::path& folder, Column& column, Settings& settings,
+                          Port& port) {
+  port.setModuleId("Reloading initial data...");
+  const auto path = folder / std::string(kSetupFileName);
+  const auto text = readWholeFile(path);
+  if (!text) {
+    SetupReadResult r;
+    r.message = "The file 'CXsetup.cxd' cannot be found....\n   Check all input values for correctness!";
+    port.showMessage(r.message);
+    return r;
+  }
+  SetupReadResult r = parseSetup(*text, path.string(), column, settings);
+  if (!r.ok) return r;
+  port.setLabel("Title", " CUmulex [CXsetup.cxd]");
+  port.plotResults();
+  // The gas velocity label, from the vapor velocity parameter.
+  const double p = settings.misc(misc::kVaporVelocity);
+  double vwater = 0.0;
+  if (p >= 0.0) {
+    vwater = p * (settings.optionInfiltrate ? column.FluxRate : settings.compactionVelocity());
+  } else if (column.DeltaT > 0.0) {
+    vwater = std::fabs(p) * column.DeltaX / column.DeltaT;
+  }
+  port.setLabel("lblVwater", vwaterLabel(vwater, 1e-8));
+  return r;
+}
+
+SetupReadResult openSetup(const std::filesystem::path& folder, const std::filesystem::path& file,
+                          Column& column, Settings& settings, Port& port) {
+  const auto text = readWholeFile(file);
+  if (!text) {
+    SetupReadResult r;
+    r.message = " No file found!";
+    port.showMessage(r.message + " (" + file.string() + ")");
+    return r;
+  }
+  // Parse first: a bad file must not replace the working copy.
+  SetupReadResult r = parseSetup(*text, file.string(), column, settings);
+  if (!r.ok) return r;
+  // The working copy is written again at once, so that it carries the reader's repairs.
+  if (!WriteSetup(folder, column, settings)) {
+    r.ok = false;
+    r.message = "File error!";
+    port.showMessage(r.message);
+    return r;
+  }
+  port.setLabel("Title", "Cumulex [" + file.filename().string() + "]");
+  return r;
+}
+
+bool saveSetupAs(const std::filesystem::path& folder, const std::filesystem::path& file,
+                 const Column& column, const Settings& settings, Port& port) {
+  if (!WriteSetup(folder, column, settings)) {
+    port.showMessage("File error!");
+    return false;
+  }
+  const auto text = readWholeFile(folder / std::string(kSetupFileName));
+  if (!text || !writeFileAtomically(file, *text)) {
+    port.showMessage("File error!");
+    return false;
+  }
+  port.setLabel("Title", " CUmulex [" + file.filename().string() + "]");
+  return true;
+}
+
+}  // namespace cx

@@ -1,0 +1,107 @@
+#include "run/column.h"
+
+#include <algorithm>
+
+#include "base/vb.h"
+
+namespace cx {
+
+Column::Column() {
+  // A new program holds 4 nodes at 1273.15 K and 1000 bar, 1 cm apart, and no bulk; the setup
+  // file is read over this.  The loader's activity options: simple models everywhere but
+  // olivine and orthopyroxene.
+  ActivityFlags.fill(true);
+  ActivityFlags(1) = false;
+  ActivityFlags(4) = false;
+  PhaseExcluded(8) = true;
+  PhaseExcluded(9) = true;
+  Temp.redim(1, NumNodes, 1273.15);
+  InitT.redim(1, NumNodes, 1273.15);
+  DimensionArrays(Settings{});
+  for (int i = 1; i <= NumNodes; ++i) Temp(i) = InitT(i) = 1273.15;
+  Press.fill(1000.0);
+}
+
+void Column::DimensionArrays(const Settings& settings) {
+  const int n = NumNodes;
+  for (Array1<double>* a :
+       {&Press, &STotal, &SLiq, &SSolid, &SWater, &RhoWater, &MassWater, &CpBulk, &RhoLiq,
+        &RhoSolid, &MassLiq, &MassSolid, &LiqVisc, &FO2, &Vliquid, &Vsolid, &GridPoint,
+        &InitFLiq, &InitMgBulk, &InitMgLiq, &InitMgSolid, &InitRhoLiq, &InitRhoSolid, &InitSLiq,
+        &InitSSolid, &InitSTotal, &InitLiqVisc, &InitMassWater, &InitFO2})
+    a->redim(1, n);
+  FLiq.redim(0, n);
+  for (Array2<double>* a : {&BulkOx, &LiqOx, &SolidOx, &InitLiqOx, &InitSolidOx})
+    a->redim(1, n, 1, kOxides);
+  for (Array2<double>* a : {&TraceLiq, &TraceSolid, &TraceBulk, &TraceGasPpm, &InitTraceLiq,
+                            &InitTraceSolid, &InitTraceGas})
+    a->redim(1, n, 1, kTraces);
+  PhaseCount.redim(1, n);
+  PhaseList.redim(1, n, 0, kPhaseListSize);
+  Xstable.redim(1, n, 0, kXstableSize);
+  PhaseMass.redim(1, n, 1, kPhaseOrderSize);
+  InitPhaseMass.redim(1, n, 1, kPhaseOrderSize);
+  PhaseX.redim(1, n, 1, kSolidSolutions);
+  GasComp.redim(1, n, 1, 6);
+  DimensionFarfield(settings);
+}
+
+void Column::DimensionFarfield(const Settings& settings) {
+  if (NumNodes < 2) return;
+  const int n = NumNodes;
+  // Keep the column's temperatures; nodes added above the old top take the old top's value.
+  // The old column's size follows from the bounds of InitT: 1..N without slabs, -K*N..(K+1)*N
+  // with them.  (Taking the upper bound itself would hand the new nodes slab temperatures.)
+  const int oldNodes = InitT.empty() ? 0 : (InitT.lo() < 1 ? InitT.hi() + InitT.lo() : InitT.hi());
+  const int m = std::min(n, oldNodes);
+  std::array<double, kMaxNodes + 1> savedT{}, savedInitT{};
+  for (int i = 1; i <= m && i <= kMaxNodes; ++i) {
+    savedT[static_cast<std::size_t>(i)] = Temp.contains(i) ? Temp(i) : 0.0;
+    savedInitT[static_cast<std::size_t>(i)] = InitT(i);
+  }
+  // The field is read as a 16-bit integer; the allocation clamps it to 0..3.
+  const int kRead = toInt16(settings.misc(misc::kFarfieldThickness));
+  const int k = std::clamp(kRead, 0, 3);
+  if (k >= 1) {
+    Temp.redim(-k * n, (k + 1) * n);
+    InitT.redim(-k * n, (k + 1) * n);
+  } else {
+    Temp.redim(1, n);
+    InitT.redim(1, n);
+  }
+  for (int i = 1; i <= n; ++i) {
+    const std::size_t from = static_cast<std::size_t>(i > m ? m : i);
+    if (m >= 1) {
+      Temp(i) = savedT[from];
+      InitT(i) = savedInitT[from];
+    }
+  }
+  // The second reading is deliberately looser (0..4): a 4 that reached the field is clamped to
+  // 3 in the allocation but still builds slabs here, following the actual bounds.
+  const int k2 = (kRead < 0 || kRead > 4) ? 0 : kRead;
+  const int lb = Temp.lo(), ub = Temp.hi();
+  const double tTop = settings.misc(misc::kFarfieldTTop) + kKelvin;
+  const double tBot = settings.misc(misc::kFarfieldTBottom) + kKelvin;
+  if (k2 < 1 || lb >= 1) {
+    // No slabs: the far-field temperatures become the column's end temperatures.
+    Temp(1) = InitT(1) = tBot;
+    Temp(n) = InitT(n) = tTop;
+  } else {
+    Temp(lb) = tBot;
+    Temp(0) = (tTop + tBot) / 2.0;
+    InitT(lb) = Temp(lb);
+    InitT(0) = Temp(0);
+    const double s = (Temp(0) - tBot) / static_cast<double>(-lb);
+    for (int i = lb + 1; i <= -1; ++i) InitT(i) = Temp(i) = Temp(i - 1) + s;
+    Temp(n + 1) = (tTop + tBot) / 2.0;
+    Temp(ub) = tTop;
+    InitT(n + 1) = Temp(n + 1);
+    InitT(ub) = Temp(ub);
+    // The upper slab reuses the lower slab's step on purpose, so that with unlike slab end
+    // temperatures Temp(ub - 1) does not meet Temp(ub) smoothly.
+    for (int i = n + 2; i <= ub - 1; ++i) InitT(i) = Temp(i) = Temp(i - 1) + s;
+  }
+  InitialNeeded = true;
+}
+
+}  // namespace cx
