@@ -11,5 +11,6 @@ namespace cx::cli {
 // written to `exitCode`.
 void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
 // (further commands are declared below, one line each)
+void addThermoCommand(CLI::App& app, int& exitCode);  // thermo: standard-state database
 
 }  // namespace cx::cli

@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
   int exitCode = 0;
   cx::cli::addRunCommands(app, exitCode);
   // (further commands are added below, one line each)
+  cx::cli::addThermoCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
