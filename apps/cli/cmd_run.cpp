@@ -211,19 +211,28 @@ int showCommand(const std::string& dirName, int wanted, bool json) {
   return 0;
 }
 
-int loadCommand(const std::string& dirName, int n, bool yes) {
+int loadCommand(const std::string& dirName, int n, bool yes, bool makeInitial) {
   const fs::path dir = dirName;
-  auto column = layoutOf(dir);
-  RecordingDiagnostics diag;
+  auto column = std::make_unique<Column>();
+  Settings settings;
+  NullPort quiet;
+  if (fs::exists(dir / std::string(kSetupFileName))) ReadSetup(dir, *column, settings, quiet);
   ConsolePort port(std::cerr, yes, nullptr, nullptr, false);
-  const auto r = loadIteration(dir, n, *column, diag, port);
+  EventLog log(port);
+  const auto r = loadIteration(dir, n, *column, log, port);
   if (!r.ok) {
     std::cerr << "cumulex: " << r.message << '\n';
     return yes ? 2 : 1;
   }
-  std::cout << "Loaded iteration " << n << "; " << (dir / std::string(kOutputFileName)).string()
-            << " now ends with it. Continue with: cumulex run --dir " << dir.string()
-            << " --continue\n";
+  const std::string output = (dir / std::string(kOutputFileName)).string();
+  if (makeInitial) {
+    RunContext ctx{*column, settings, log, port, dir};
+    if (!MakeCurrentInitial(ctx)) return 1;
+    std::cout << "Iteration " << n << " is now iteration 0 of " << output << ".\n";
+  } else {
+    std::cout << "Loaded iteration " << n << "; " << output << " now ends with it.\n";
+  }
+  std::cout << "Continue with: cumulex run --dir " << dir.string() << " --continue\n";
   return 0;
 }
 
@@ -255,11 +264,15 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto loadDir = std::make_shared<std::string>();
   auto loadIter = std::make_shared<int>(0);
   auto loadYes = std::make_shared<bool>(false);
+  auto loadInitial = std::make_shared<bool>(false);
   auto* load = app.add_subcommand("load", "Load a saved iteration and cut the output file after it");
   load->add_option("dir", *loadDir, "Working folder of a run")->required();
   load->add_option("--iteration", *loadIter, "Iteration to keep as the last")->required();
   load->add_flag("--yes", *loadYes, "Confirm that the iterations after it are dropped");
-  load->callback([=, &exitCode] { exitCode = loadCommand(*loadDir, *loadIter, *loadYes); });
+  load->add_flag("--make-initial", *loadInitial,
+                 "Make the loaded state iteration 0 of a new history (Set Current State as Initial)");
+  load->callback(
+      [=, &exitCode] { exitCode = loadCommand(*loadDir, *loadIter, *loadYes, *loadInitial); });
 }
 
 }  // namespace cx::cli

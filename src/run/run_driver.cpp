@@ -467,6 +467,29 @@ class Driver {
 
 RunOutcome CXControl(RunContext& ctx) { return Driver(ctx).run(); }
 
+bool MakeCurrentInitial(RunContext& ctx) {
+  Column& c = ctx.column;
+  const bool ok = runTrapped(ctx.log, subroutineSuffix("MakeCurrentInitial"), [&] {
+    c.Iteration = 0;
+    c.TotalTime = 0.0;
+    for (int i = c.Temp.lo(); i <= c.Temp.hi(); ++i) c.InitT(i) = c.Temp(i);
+    for (int i = 1; i <= c.NumNodes; ++i) {
+      for (int j = 1; j <= kOxides; ++j) c.InitBulkOx(i, j) = c.BulkOx(i, j);
+      for (int t = 1; t <= kTraces; ++t) c.InitBulkTrace(i, t) = c.TraceBulk(i, t);
+    }
+    refreshInitialProfiles(c);
+    if (!WriteIteration(ctx.folder, c, /*startNewFile=*/true, ctx.log)) raiseFault(kFaultInvalidCall);
+    ctx.log.open(ctx.folder, /*forAppend=*/false);
+    if (!WriteSetup(ctx.folder, c, ctx.settings)) raiseFault(kFaultInvalidCall);
+    c.InitialNeeded = false;
+    c.NodesAtInitial = c.NumNodes;
+  });
+  ctx.port.showMessage(ok ? "Current state has been now set as the initial state of the system!\n"
+                            "   You may want to save this under a unique file name!"
+                          : "Problem setting the current state as new inital state of system!!!");
+  return ok;
+}
+
 RunOutcome CmdStart(RunContext& ctx) {
   ctx.log.ErrorFlag = false;
   ctx.log.HaltFlag = false;

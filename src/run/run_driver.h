@@ -63,6 +63,12 @@ RunOutcome CXControl(RunContext& ctx);
 // CmdStart: clears the flags, runs CXControl and leaves the interface as after a run.
 RunOutcome CmdStart(RunContext& ctx);
 
+// mnuMakeCurrentInitial: the present state becomes iteration 0 of a new history.  The output
+// file is rewritten as that one block, the log starts anew, the present temperatures, bulk
+// oxides and bulk traces become the entered ones, and the setup file is written.  The next start
+// continues from this state.  Returns false (with the program's message) on failure.
+bool MakeCurrentInitial(RunContext& ctx);
+
 // Shows a time in days, or in years above one year, in a label pair.
 void showTime(Port& port, const char* valueLabel, const char* captionLabel,
               const char* captionDays, const char* captionYears, double seconds);

@@ -6,6 +6,7 @@
 
 #include "persist/files.h"
 #include "persist/output_file.h"
+#include "persist/setup_file.h"
 #include "support/fixtures.h"
 #include "transport/thermal_diffusion.h"
 #include "ui/recording_port.h"
@@ -289,6 +290,37 @@ TEST(RunDriver, SnapshotIsWrittenOnceAtTheEndOfTheIteration) {
   EXPECT_EQ(tabs, 1);
   EXPECT_FALSE(rig.column.SnapShotRequested);
   EXPECT_TRUE(rig.logged("Snapshot saved as file: 1.tab") || rig.logged("Snapshot saved as file: 2.tab"));
+}
+
+}  // namespace
+}  // namespace cx
+
+namespace cx {
+namespace {
+
+TEST(MakeCurrentInitial, TheStateOfAnIterationBecomesIterationZeroOfANewHistory) {
+  Rig rig;
+  rig.run(7);
+  const double topT = rig.column.Temp(5);
+  ASSERT_LT(topT, 1200.0 + kKelvin);  // the top has cooled
+  ASSERT_TRUE(MakeCurrentInitial(rig.ctx));
+  EXPECT_EQ(rig.port.messages.back(),
+            "Current state has been now set as the initial state of the system!\n   You may want "
+            "to save this under a unique file name!");
+  EXPECT_EQ(rig.column.Iteration, 0);
+  EXPECT_EQ(listIterations(rig.output()), (std::vector<int>{0}));
+  EXPECT_EQ(rig.logText(), "");
+  EXPECT_DOUBLE_EQ(rig.column.InitT(5), topT);
+  // The setup written now holds the cooled profile as the entered temperatures.
+  Column fromSetup;
+  Settings settings;
+  ASSERT_TRUE(parseSetup(*readWholeFile(rig.folder.path() / "CXsetup.cxd"), "CXsetup.cxd",
+                         fromSetup, settings)
+                  .ok);
+  EXPECT_NEAR(fromSetup.InitT(4), rig.column.Temp(4), 0.006);
+  // A start goes on from the new iteration 0.
+  rig.run(2);
+  EXPECT_EQ(listIterations(rig.output()), (std::vector<int>{0, 1, 2}));
 }
 
 }  // namespace
