@@ -10,7 +10,7 @@
 
 #include "base/array.h"
 #include "solver/scalar_minimizer.h"
-#include "thermo/data/fluid_species_table.h"
+#include "thermo/data/fluid_constants_table.h"
 #include "thermo/thermo_tables.h"
 
 namespace cx {

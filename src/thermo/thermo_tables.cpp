@@ -5,7 +5,7 @@
 
 #include "thermo/data/endmember_table.h"
 #include "thermo/data/endmember_volume_table.h"
-#include "thermo/data/fluid_species_table.h"
+#include "thermo/data/fluid_constants_table.h"
 #include "thermo/data/liquid_component_table.h"
 #include "thermo/data/oxide_table.h"
 #include "thermo/data/phase_table.h"
