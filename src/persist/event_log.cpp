@@ -5,10 +5,10 @@
 namespace cx {
 
 void EventLog::writeLine(const std::string& msg) {
-  if (path_.empty()) return;
-  std::string line = msg;
-  line += kEol;
-  appendToFile(path_, line);  // a log that cannot be written is no failure of the run
+  if (!file_.is_open()) return;
+  // A log that cannot be written is no failure of the run.
+  file_ << msg << kEol;
+  file_.flush();
 }
 
 void EventLog::ErrorReport(const std::string& msg, bool pause) {
@@ -27,12 +27,22 @@ void EventLog::append(const std::string& msg) {
 }
 
 void EventLog::open(const std::filesystem::path& folder, bool forAppend) {
+  close();
   path_ = folder / std::string(kLogFileName);
-  if (!forAppend) writeFileAtomically(path_, "");
+  file_.open(path_, std::ios::binary | (forAppend ? std::ios::app : std::ios::trunc));
+}
+
+void EventLog::close() {
+  if (file_.is_open()) file_.close();
+  path_.clear();
 }
 
 void EventLog::clearFile() {
-  if (!path_.empty()) writeFileAtomically(path_, "");
+  if (path_.empty()) return;
+  const auto path = path_;
+  close();
+  path_ = path;
+  file_.open(path_, std::ios::binary | std::ios::trunc);
 }
 
 }  // namespace cx

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 
@@ -26,8 +27,8 @@ class EventLog : public Diagnostics {
 
   // Opens "CXlog.txt" in `folder`, empty (a new run) or for append (a run that continues).
   void open(const std::filesystem::path& folder, bool forAppend);
-  void close() { path_.clear(); }
-  bool isOpen() const { return !path_.empty(); }
+  void close();
+  bool isOpen() const { return file_.is_open(); }
   // Erases the log file (the events view's "Clear").
   void clearFile();
 
@@ -37,6 +38,7 @@ class EventLog : public Diagnostics {
   void writeLine(const std::string& msg);
   Port& port_;
   std::filesystem::path path_;
+  std::ofstream file_;  // kept open while a run goes, each line flushed
 };
 
 }  // namespace cx
