@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 
 #include "persist/default_setup.h"
 #include "persist/files.h"
@@ -223,27 +222,27 @@ TEST(SetupFile, BadFilesNameTheLineAndFieldAndLeaveTheLoadedSetupIntact) {
 
   struct Case {
     std::string text;
-    std::string expect;  // a regular expression the message must match
+    std::vector<std::string> expect;  // pieces the message must hold
   };
   const int excludeLine = lineOf(good, "Olivine        ,");
   const std::vector<Case> cases = {
-      {good.substr(0, good.size() / 2), R"(bad\.cxd, line \d+, field '.*'.*end of file)"},
-      {good.substr(0, 40), R"(bad\.cxd, line \d+, field '.*')"},
+      {good.substr(0, good.size() / 2), {"bad.cxd, line ", ", field '", "end of file"}},
+      {good.substr(0, 40), {"bad.cxd, line ", ", field '"}},
       {withLine(good, 5, "seven         .000000150    1000.00       0.10000"),
-       R"(bad\.cxd, line 5, field 'NumNodes')"},
+       {"bad.cxd, line 5, field 'NumNodes'", "'seven'"}},
       {withLine(good, 5, "400           .000000150    1000.00       0.10000"),
-       R"(bad\.cxd, line 5, field 'NumNodes')"},
+       {"bad.cxd, line 5, field 'NumNodes'", "300"}},
       {withLine(good, 3, "-2.5000000,.5000000,abc,1000.00,180.25,2.654321"),
-       R"(bad\.cxd, line 3, field 'InfiltrantT')"},
+       {"bad.cxd, line 3, field 'InfiltrantT'"}},
       {withLine(good, excludeLine, "Olivine        ,perhaps"),
-       "bad\\.cxd, line " + std::to_string(excludeLine) + R"(, field 'Exclude of Olivine')"},
-      {"", R"(bad\.cxd, line 1, field 'title'.*end of file)"},
+       {"bad.cxd, line " + std::to_string(excludeLine) + ", field 'Exclude of Olivine'"}},
+      {"", {"bad.cxd, line 1, field 'title'", "end of file"}},
   };
   for (const auto& cs : cases) {
     const auto r = parseSetup(cs.text, "bad.cxd", loaded, loadedSettings);
     EXPECT_FALSE(r.ok);
-    EXPECT_TRUE(std::regex_search(r.message, std::regex(cs.expect)))
-        << "message: " << r.message << "\nexpected: " << cs.expect;
+    for (const auto& piece : cs.expect)
+      EXPECT_NE(r.message.find(piece), std::string::npos) << r.message << "\nlacks: " << piece;
     EXPECT_EQ(setupText(loaded, loadedSettings), before);  // nothing loaded before is lost
   }
 }
@@ -262,8 +261,13 @@ TEST(SetupFile, OpenSaveAndSaveAsThroughTheWorkingCopy) {
 
   // Opening a file rewrites the working copy at once, with the reader's repairs.
   std::string text = *readWholeFile(saved);
-  text = std::regex_replace(text, std::regex("Nephaline\\(pure\\),False"), "Nephaline(pure),True");
-  text = std::regex_replace(text, std::regex("NephelineSS    ,True"), "NephelineSS    ,False");
+  auto replace = [&](const std::string& from, const std::string& to) {
+    const auto at = text.find(from);
+    ASSERT_NE(at, std::string::npos) << from;
+    text.replace(at, from.size(), to);
+  };
+  replace("Nephaline(pure),False", "Nephaline(pure),True");
+  replace("NephelineSS    ,True", "NephelineSS    ,False");
   const auto other = work.path() / "other.cxd";
   ASSERT_TRUE(writeFileAtomically(other, text));
   Column o;
