@@ -1,12 +1,12 @@
 // `cumulex thermo --T C --P BAR [--json]`: the standard-state database at one temperature and
 // pressure: every endmember row and liquid component with G, H, S, V and Cp, and G of O2 and S2.
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
 
+#include "cli_util.h"
 #include "commands.h"
 #include "json.h"
 #include "solver/scalar_minimizer.h"
@@ -16,38 +16,10 @@
 namespace cx::cli {
 namespace {
 
-constexpr double kKelvinOffset = 273.15;
-constexpr double kMinTC = 100.0, kMaxTC = 3000.0;      // °C
-constexpr double kMinPBar = 1.0, kMaxPBar = 100000.0;  // bar
-
 struct ThermoOptions {
   std::string T, P;
   bool json = false;
 };
-
-// A whole-text decimal number, or nothing.
-bool parseNumber(const std::string& text, double& value) {
-  const char* first = text.data();
-  const char* last = first + text.size();
-  if (first != last && *first == '+') ++first;
-  const auto r = std::from_chars(first, last, value);
-  return r.ec == std::errc() && r.ptr == last && std::isfinite(value);
-}
-
-bool readField(const std::string& text, const char* field, const char* unit, double lo, double hi,
-               double& value) {
-  if (!parseNumber(text, value)) {
-    std::cerr << "cumulex thermo: " << field << " must be a number (" << unit << "), not '" << text
-              << "'\n";
-    return false;
-  }
-  if (value < lo || value > hi) {
-    std::cerr << "cumulex thermo: " << field << " = " << text << " " << unit << " is outside " << lo
-              << " to " << hi << " " << unit << "\n";
-    return false;
-  }
-  return true;
-}
 
 std::string row(const char* fmt, double g, double h, double s, double v, double cp) {
   char buf[128];
@@ -65,8 +37,8 @@ void writeProps(JsonWriter& w, double g, double h, double s, double v, double cp
 
 int thermoCommand(const ThermoOptions& o) {
   double TC = 0.0, P = 0.0;
-  if (!readField(o.T, "--T", "°C", kMinTC, kMaxTC, TC)) return 2;
-  if (!readField(o.P, "--P", "bar", kMinPBar, kMaxPBar, P)) return 2;
+  if (!readField("thermo", o.T, "--T", "°C", kMinTC, kMaxTC, TC)) return 2;
+  if (!readField("thermo", o.P, "--P", "bar", kMinPBar, kMaxPBar, P)) return 2;
   const ThermoTables tables = loadThermoTables();
   auto ss = std::make_unique<StandardState>(MachEps());
   RecordingDiagnostics diag;

@@ -12,5 +12,6 @@ namespace cx::cli {
 void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
 // (further commands are declared below, one line each)
 void addThermoCommand(CLI::App& app, int& exitCode);  // thermo: standard-state database
+void addLiquidCommand(CLI::App& app, int& exitCode);  // liquid: silicate liquid properties
 
 }  // namespace cx::cli

@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
   cx::cli::addRunCommands(app, exitCode);
   // (further commands are added below, one line each)
   cx::cli::addThermoCommand(app, exitCode);
+  cx::cli::addLiquidCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

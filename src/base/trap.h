@@ -13,7 +13,10 @@
 
 namespace cx {
 
-enum class TrapPause { FollowPauseOnError, Never };
+// How a trapped fault is reported: with the pause of "Show All Errors"; never with a pause; or,
+// for routines that run thousands of times inside the minimizer (whose own failure is reported
+// instead), only when "Show All Errors" is on, and then with the pause.
+enum class TrapPause { FollowPauseOnError, Never, OnlyWhenPausing };
 
 // The usual suffix for a routine: " error in subroutine <name>."
 inline std::string subroutineSuffix(std::string_view routine) {
@@ -32,8 +35,9 @@ bool runTrapped(Diagnostics& diag, const std::string& suffix, Body&& body,
     return true;
   } catch (const Fault& fault) {
     diag.ErrorFlag = true;
+    if (pause == TrapPause::OnlyWhenPausing && !diag.PauseOnError) return false;
     diag.ErrorReport(std::to_string(fault.number()) + suffix,
-                     pause == TrapPause::FollowPauseOnError && diag.PauseOnError);
+                     pause != TrapPause::Never && diag.PauseOnError);
     return false;
   }
 }
