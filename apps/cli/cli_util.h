@@ -9,6 +9,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "base/array.h"
+#include "thermo/thermo_tables.h"
+
 namespace cx::cli {
 
 inline constexpr double kKelvinOffset = 273.15;
@@ -39,5 +42,10 @@ inline bool readField(const char* command, const std::string& text, const char* 
   }
   return true;
 }
+
+// "SiO2=50.4,TiO2=1.5,...": oxide names as the program writes them (any case), wt % values; the
+// oxides not named are 0.  A bad item is named on stderr and the result is false.
+bool readOxides(const char* command, const ThermoTables& tables, const std::string& text,
+                Array1<double>& wt);
 
 }  // namespace cx::cli

@@ -41,74 +41,6 @@ void fail(const Parts&... parts) {
   std::cerr << '\n';
 }
 
-std::string trimmed(std::string_view s) {
-  const auto b = s.find_first_not_of(" \t");
-  if (b == std::string_view::npos) return {};
-  const auto e = s.find_last_not_of(" \t");
-  return std::string(s.substr(b, e - b + 1));
-}
-
-bool sameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
-
-// "SiO2=50.4,TiO2=1.5,...": oxide names as the program writes them (any case), wt % values.
-// Oxides not named are 0.
-bool readOxides(const ThermoTables& tables, const std::string& text, Array1<double>& wt) {
-  std::vector<bool> seen(kOxides + 1, false);
-  std::size_t pos = 0;
-  bool any = false;
-  while (pos <= text.size()) {
-    const std::size_t comma = std::min(text.find(',', pos), text.size());
-    const std::string item = trimmed(std::string_view(text).substr(pos, comma - pos));
-    pos = comma + 1;
-    if (item.empty()) continue;
-    const auto eq = item.find('=');
-    if (eq == std::string::npos) {
-      fail("--oxides item '", item, "' must be NAME=WT (wt %)");
-      return false;
-    }
-    const std::string name = trimmed(std::string_view(item).substr(0, eq));
-    const std::string value = trimmed(std::string_view(item).substr(eq + 1));
-    int k = 0;
-    for (int i = 1; i <= kOxides && k == 0; ++i)
-      if (sameName(trimmedText(tables.OxideNames(i)), name)) k = i;
-    if (k == 0) {
-      std::string known;
-      for (int i = 1; i <= kOxides; ++i) {
-        if (i > 1) known += ", ";
-        known += trimmedText(tables.OxideNames(i));
-      }
-      fail("--oxides: unknown oxide '", name, "' (known: ", known, ")");
-      return false;
-    }
-    const std::string label = "--oxides " + trimmedText(tables.OxideNames(k));
-    if (seen[static_cast<std::size_t>(k)]) {
-      fail(label, " is given twice");
-      return false;
-    }
-    seen[static_cast<std::size_t>(k)] = true;
-    double v = 0.0;
-    if (!parseNumber(value, v)) {
-      fail(label, " must be a number (wt %), not '", value, "'");
-      return false;
-    }
-    if (v < 0.0) {
-      fail(label, " = ", value, " wt % is negative");
-      return false;
-    }
-    wt(k) = v;
-    any = any || v > 0.0;
-  }
-  if (!any) {
-    fail("--oxides: no oxide above 0 wt %");
-    return false;
-  }
-  return true;
-}
 
 void printReports(const RecordingDiagnostics& diag, const RecordingPort& port) {
   for (const auto& m : diag.reports) fail(m);
@@ -133,7 +65,7 @@ int liquidCommand(const LiquidOptions& o) {
   const ThermoTables tables = loadThermoTables();
   const LiquidTables liquid = loadLiquidTables();
   Array1<double> wt(1, kOxides);
-  if (!readOxides(tables, o.oxides, wt)) return 2;
+  if (!readOxides("liquid", tables, o.oxides, wt)) return 2;
   NormalizeOxides(wt);
 
   auto ss = std::make_unique<StandardState>(MachEps());

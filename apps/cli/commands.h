@@ -13,5 +13,6 @@ void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
 // (further commands are declared below, one line each)
 void addThermoCommand(CLI::App& app, int& exitCode);  // thermo: standard-state database
 void addLiquidCommand(CLI::App& app, int& exitCode);  // liquid: silicate liquid properties
+void addSaturationCommand(CLI::App& app, int& exitCode);  // saturation: affinities of all phases
 
 }  // namespace cx::cli

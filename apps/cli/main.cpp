@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   // (further commands are added below, one line each)
   cx::cli::addThermoCommand(app, exitCode);
   cx::cli::addLiquidCommand(app, exitCode);
+  cx::cli::addSaturationCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

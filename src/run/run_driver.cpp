@@ -11,6 +11,7 @@
 #include "persist/snapshot.h"
 #include "persist/text_format.h"
 #include "run/initial_state.h"
+#include "thermo/activity.h"
 #include "transport/compaction.h"
 #include "transport/thermal_diffusion.h"
 
@@ -193,6 +194,10 @@ class Driver {
           "execution");
     if (const std::string m = missingProcessMessage(ctx_.processes, s_); !m.empty())
       stopWithMessage(m);
+    if (s_.run.chkSkipEquilibration == 0)
+      if (const std::string m = unavailableActivityModels(c_.ActivityFlags, s_.PyroxeneModel);
+          !m.empty())
+        stopWithMessage(m);
     if (!WriteSetup(ctx_.folder, c_, s_))
       stopWithMessage("The setup file could not be written in " + ctx_.folder.string() +
                       "\n    .....aborting execution.");

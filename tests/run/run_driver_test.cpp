@@ -209,6 +209,17 @@ TEST(RunDriver, StartChecksStopTheRunBeforeAnythingIsWritten) {
     EXPECT_EQ(rig.port.messages.back(), cs.message);
     EXPECT_FALSE(std::filesystem::exists(rig.folder.path() / "CXoutput.txt"));
   }
+  // An activity model that is not available yet stops a run that equilibrates.
+  {
+    Rig rig;
+    rig.settings.run.chkSkipEquilibration = 0;
+    rig.ctx.processes.Equilibrate = [](RunContext&) {};
+    rig.column.ActivityFlags(7) = false;  // the non-ideal spinel
+    const auto outcome = rig.run(1);
+    EXPECT_TRUE(outcome.error);
+    EXPECT_NE(outcome.message.find("pinel"), std::string::npos) << outcome.message;
+    EXPECT_FALSE(std::filesystem::exists(rig.folder.path() / "CXoutput.txt"));
+  }
   // A process this build does not have: the message names the switch that skips it.
   Rig rig;
   rig.settings.run.chkSkipMassDiffusion = 0;

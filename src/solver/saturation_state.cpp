@@ -1,0 +1,268 @@
+#include "solver/saturation_state.h"
+
+#include <cmath>
+
+#include "base/trap.h"
+
+namespace cx {
+namespace {
+
+constexpr double R = 8.3143;
+constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;
+constexpr int kComponents = thermo_data::kNumLiquidComponents;
+
+// The phases whose composition is refined by the component finder: always 1, 2 and 4; 3, 5, 6,
+// 7, 11 and 13 only with their non-ideal models.
+bool refined(const ActivityContext& act, int id) {
+  switch (id) {
+    case 1: case 2: case 4: return true;
+    case 3: case 5: case 6: case 7: case 11: case 13: return !act.ActivityFlags(id);
+    default: return false;
+  }
+}
+
+}  // namespace
+
+SaturationContext::SaturationContext(const PhaseTable& phaseTable, const StandardState& state,
+                                     ActivityContext& activity, ComponentFinderContext& componentFinder,
+                                     const Array1<bool>& phaseExcluded)
+    : phases(&phaseTable),
+      ss(&state),
+      act(&activity),
+      finder(&componentFinder),
+      PhaseExcluded(phaseExcluded),
+      PhaseX(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseR(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseMu(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseS(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseH(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseV(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      PhaseCp(1, thermo_data::kNumPhases, 1, kMaxEnd),
+      Affinity(1, thermo_data::kNumPhases, 1e6),
+      Aend(1, kMaxEnd),
+      Gend(1, kMaxEnd),
+      Xtrial(1, kMaxEnd),
+      Act(1, kMaxEnd),
+      Result(1, kMaxEnd + 1),
+      Avail(1, kMaxEnd) {}
+
+int SaturationContext::endIndex(int id, int j) const {
+  if (id == 16 && j == 1) return silicaRow;
+  // The pyroxene polymorph stands in phase 4's row: slot 1 when opx has two or three
+  // endmembers, slot 3 with the larger models.
+  if (id == 4) {
+    const int count = act->PhaseEndCount(4);
+    const int slot = (count == 2 || count == 3) ? 1 : 3;
+    if (j == slot) return pyroxeneRow;
+  }
+  return phases->PhaseEndIndex(id, j);
+}
+
+std::string SaturationContext::abbrev(int id) const {
+  if (id == 4) return pyroxeneAbbrev;
+  if (id == 16) return silicaAbbrev;
+  return phases->PhaseAbbrev(id);
+}
+
+namespace {
+
+// The lowest of three rows by free energy, each test strict against both others and the earlier
+// winning; with no strict winner the previous choice stands.
+void choosePolymorph(const StandardState& ss, int r1, int r2, int r3, const char* a1,
+                     const char* a2, const char* a3, int& row, std::string& abbrev) {
+  const double g1 = ss.G0End(r1), g2 = ss.G0End(r2), g3 = ss.G0End(r3);
+  if (g1 < g2 && g1 < g3) {
+    row = r1;
+    abbrev = a1;
+  } else if (g2 < g1 && g2 < g3) {
+    row = r2;
+    abbrev = a2;
+  } else if (g3 < g1 && g3 < g2) {
+    row = r3;
+    abbrev = a3;
+  }
+}
+
+// The phase as one pure endmember a.
+void takePure(SaturationContext& sc, int id, int a, int n) {
+  const StandardState& ss = *sc.ss;
+  for (int m = 1; m <= n; ++m) sc.PhaseX(id, sc.Avail(m)) = 0.0;
+  const int row = sc.endIndex(id, a);
+  sc.PhaseX(id, a) = 1.0;
+  sc.PhaseMu(id, a) = ss.G0End(row);
+  sc.PhaseH(id, a) = ss.H0End(row);
+  sc.PhaseS(id, a) = ss.S0End(row);
+  sc.PhaseV(id, a) = ss.V0End(row);
+  sc.PhaseCp(id, a) = ss.Cp0End(row);
+  sc.Affinity(id) = sc.Aend(a);
+}
+
+// The affinity from the first endmember with an activity above 0.1 (1e6 when there is none).
+void affinityFromActivities(SaturationContext& sc, int id, int count, double T) {
+  for (int j = 1; j <= count; ++j)
+    if (sc.Act(j) > 0.1) {
+      sc.Affinity(id) = R * T * std::log(sc.Act(j)) + sc.Aend(j);
+      return;
+    }
+}
+
+// One phase; false on the failure path.
+bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<double>& MuLiq,
+              const Array1<double>& BulkMoles, int& ErrFlag) {
+  ActivityContext& act = *sc.act;
+  const StandardState& ss = *sc.ss;
+  const PhaseTable& pt = *sc.phases;
+  sc.Affinity(id) = 1e6;
+  if (id == 4) act.PhaseEndCount(4) = act.PyroxeneModel == 1 ? 3 : act.PyroxeneModel == 2 ? 4 : 8;
+  if (id == 5) act.PhaseEndCount(5) = act.PyroxeneModel == 1 ? 2 : act.PyroxeneModel == 2 ? 4 : 8;
+  if (id == 7) act.PhaseEndCount(7) = 8;
+  for (int j = 1; j <= kMaxEnd; ++j) {
+    sc.PhaseX(id, j) = sc.PhaseMu(id, j) = sc.PhaseH(id, j) = 0.0;
+    sc.PhaseS(id, j) = sc.PhaseV(id, j) = sc.PhaseCp(id, j) = 0.0;
+  }
+  if (sc.PhaseExcluded(id)) return true;
+  if (id == 4 || id == 5)  // a call for phase 5 sets phase 4's row too: one mineral, two phases
+    choosePolymorph(ss, 36, 37, 38, "oen", "cen", "pen", sc.pyroxeneRow, sc.pyroxeneAbbrev);
+  if (id == 16)
+    choosePolymorph(ss, 26, 27, 28, "qtz", "trd", "crs", sc.silicaRow, sc.silicaAbbrev);
+
+  // The affinity of each endmember as a pure phase; endmembers the liquid cannot build are left
+  // out.
+  const int count = act.PhaseEndCount(id);
+  int n = 0;
+  for (int j = 1; j <= count; ++j) {
+    const double g = ss.G0End(sc.endIndex(id, j));
+    sc.Gend(j) = sc.Aend(j) = g;
+    sc.Xtrial(j) = 0.0;
+    bool available = true;
+    for (int i = 1; i <= kComponents; ++i) {
+      const double nu = pt.PhaseStoich(id, j, i);
+      if (nu == 0.0) continue;
+      if (BulkMoles(i) <= 1e-7) {
+        available = false;
+        sc.Aend(j) = 0.0;
+        break;
+      }
+      sc.Aend(j) -= nu * MuLiq(i);
+    }
+    if (available) sc.Avail(++n) = j;
+  }
+  if (n == 0) return true;
+  if (n == 1) {
+    takePure(sc, id, sc.Avail(1), n);
+    return true;
+  }
+  // A first guess of the composition: each endmember in proportion to exp(-Aend / R T).
+  const double rt = R * T;
+  if (n == 2) {
+    const int a = sc.Avail(1), b = sc.Avail(2);
+    const double e = checkedExp(-(sc.Aend(a) - sc.Aend(b)) / rt);
+    sc.Xtrial(a) = e / (e + 1.0);
+    sc.Xtrial(b) = 1.0 - sc.Xtrial(a);
+  } else {
+    const int last = sc.Avail(n), nextToLast = sc.Avail(n - 1);
+    double s = 1.0;
+    for (int m = 1; m <= n - 2; ++m) {
+      sc.Result(m) = checkedExp(-(sc.Aend(sc.Avail(m)) - sc.Aend(nextToLast)) / rt);
+      s += sc.Result(m);
+    }
+    const double e = checkedExp(-(sc.Aend(nextToLast) - sc.Aend(last)) / rt);
+    sc.Xtrial(nextToLast) = e / (s * e + 1.0);
+    double s2 = sc.Xtrial(nextToLast);
+    for (int m = 1; m <= n - 2; ++m) {
+      sc.Xtrial(sc.Avail(m)) = sc.Xtrial(nextToLast) * sc.Result(m);
+      s2 += sc.Xtrial(sc.Avail(m));
+    }
+    sc.Xtrial(last) = 1.0 - s2;
+  }
+  for (int m = 1; m <= n; ++m)
+    if (sc.Xtrial(sc.Avail(m)) > 0.9999999) {
+      takePure(sc, id, sc.Avail(m), n);
+      return true;
+    }
+  for (int j = 1; j <= count; ++j)
+    if (sc.Xtrial(j) < 1e-8) sc.Xtrial(j) = 0.0;
+
+  if (refined(act, id)) {
+    GetActivity(act, id, T, P, sc.Xtrial, count, sc.Act, ErrFlag);
+    if (ErrFlag == 0) affinityFromActivities(sc, id, count, T);
+    int nfree = 0;
+    double affinity = sc.Affinity(id);
+    FindComponents(*sc.finder, id, T, P, nfree, sc.Aend, sc.Xtrial, sc.Result, affinity, ErrFlag);
+    if (act.diag->HaltFlag) return true;
+    if (ErrFlag != 0 || act.diag->ErrorFlag) return false;
+    double sum = 0.0;
+    for (int m = 1; m <= nfree; ++m) {
+      sc.Xtrial(m) = sc.Result(m);
+      sum += sc.Result(m);
+    }
+    sc.Xtrial(nfree + 1) = 1.0 - sum;
+    if ((id == 4 || id == 5) && act.PyroxeneModel == 2) {
+      // The quadrilateral model works in two site variables; back to four fractions.
+      const double x1 = sc.Xtrial(1), x2 = sc.Xtrial(2);
+      const double a = 0.5 * (x1 + x2);
+      const double b = 0.5 * (2.0 * (1.0 - x1 - x2) + x1);
+      const double c = 1.0 - a - b;
+      const double f = checkedDiv(b, b + c);
+      sc.Xtrial(1) = 2.0 * a * f;
+      sc.Xtrial(2) = (1.0 - f) * 2.0 * a;
+      sc.Xtrial(3) = (1.0 - 2.0 * a) * f;
+      sc.Xtrial(4) = 1.0 - sc.Xtrial(1) - sc.Xtrial(2) - sc.Xtrial(3);
+    } else if ((id == 4 || id == 5) && act.PyroxeneModel == 3) {
+      act.PhaseEndCount(4) = act.PhaseEndCount(5) = 7;
+    }
+    if (id == 7) act.PhaseEndCount(7) = 5;
+  }
+  // Phases that unmix (the feldspars with the ternary model, the larger pyroxene models, the
+  // second liquid) hand over to the unmixing search here; until it exists they keep the single
+  // composition found above.
+  const int used = act.PhaseEndCount(id);
+  GetActivity(act, id, T, P, sc.Xtrial, used, sc.Act, ErrFlag);
+  if (ErrFlag != 0) return true;  // no activities: the phase stays unavailable (1e6)
+  affinityFromActivities(sc, id, used, T);
+  for (int j = 1; j <= used; ++j) {
+    const int row = sc.endIndex(id, j);
+    sc.PhaseX(id, j) = sc.Xtrial(j);
+    if (sc.Act(j) > 1e-16 && sc.Xtrial(j) != 0.0) {
+      sc.PhaseMu(id, j) = rt * std::log(sc.Act(j)) + sc.Gend(j);
+      sc.PhaseS(id, j) = ss.S0End(row) - R * std::log(sc.Act(j));
+    }
+    sc.PhaseR(id, j) = sc.Gend(j);
+    sc.PhaseH(id, j) = ss.H0End(row);
+    sc.PhaseV(id, j) = ss.V0End(row);
+    sc.PhaseCp(id, j) = ss.Cp0End(row);
+  }
+  return true;
+}
+
+}  // namespace
+
+void PhaseCompositions(SaturationContext& sc, int& Phase, double T, double P,
+                       const Array1<double>& MuLiq, const Array1<double>& BulkMoles, int& ErrFlag) {
+  Diagnostics& diag = *sc.act->diag;
+  const bool all = Phase < 1 || Phase > thermo_data::kNumPhases;
+  if (all) Phase = 1;
+  const int first = Phase, last = all ? thermo_data::kNumPhases : Phase;
+  for (int id = first; id <= last; ++id) {
+    int faultNumber = 0;
+    bool ok = false;
+    try {
+      ok = onePhase(sc, id, T, P, MuLiq, BulkMoles, ErrFlag);
+    } catch (const Fault& f) {
+      if (!diag.TrapErrors) throw;
+      faultNumber = f.number();
+    }
+    if (diag.HaltFlag) return;
+    if (!ok) {
+      // The failure path: the phase keeps the affinity it has, the routine returns.
+      if (diag.PauseOnError)
+        diag.ErrorReport(std::to_string(faultNumber) +
+                             " Error in subroutine PhaseCompositions; phase: " +
+                             sc.phases->PhaseNames(id),
+                         true);
+      return;
+    }
+  }
+}
+
+}  // namespace cx
