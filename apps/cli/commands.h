@@ -14,5 +14,7 @@ void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
 void addThermoCommand(CLI::App& app, int& exitCode);  // thermo: standard-state database
 void addLiquidCommand(CLI::App& app, int& exitCode);  // liquid: silicate liquid properties
 void addSaturationCommand(CLI::App& app, int& exitCode);  // saturation: affinities of all phases
+void addLiquidusCommand(CLI::App& app, int& exitCode);  // liquidus: first phase to saturate
+void addEquilibrateCommand(CLI::App& app, int& exitCode);  // equilibrate: stable assemblage
 
 }  // namespace cx::cli

@@ -11,6 +11,8 @@ int main(int argc, char** argv) {
   cx::cli::addThermoCommand(app, exitCode);
   cx::cli::addLiquidCommand(app, exitCode);
   cx::cli::addSaturationCommand(app, exitCode);
+  cx::cli::addLiquidusCommand(app, exitCode);
+  cx::cli::addEquilibrateCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -36,6 +36,7 @@ EquilibriumModel::EquilibriumModel(const ThermoTables& thermoTables, const Liqui
       scratchH_(1, thermo_data::kNumLiquidComponents) {
   liquid.port = &port;
   activity->liquid = this;
+  sat->unmix.liquid = this;
 }
 
 bool EquilibriumModel::setConditions(double temperature, double pressure) {
@@ -62,6 +63,12 @@ void EquilibriumModel::saturation(int phase, int& errFlag) {
 bool EquilibriumModel::liquidPotentials(const Array1<double>& X, Array1<double>& Mu, double temp,
                                         double pressure) {
   return u_Liquid(liquidTables, *ss, liquid, diag, 0, X, Mu, scratchS_, scratchH_, temp, pressure);
+}
+
+bool EquilibriumModel::liquidPartials(const Array1<double>& X, Array1<double>& Mu,
+                                      Array1<double>& S, Array1<double>& H, double temp,
+                                      double pressure) {
+  return u_Liquid(liquidTables, *ss, liquid, diag, 0, X, Mu, S, H, temp, pressure);
 }
 
 }  // namespace cx

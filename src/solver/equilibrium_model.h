@@ -28,7 +28,7 @@ struct ModelOptions {
   Array1<bool> PhaseExcluded;  // 1..38
 };
 
-class EquilibriumModel : public LiquidPotentialSource {
+class EquilibriumModel : public LiquidPotentialSource, public LiquidPartialSource {
  public:
   EquilibriumModel(const ThermoTables& tables, const LiquidTables& liquidTables,
                    const ModelOptions& options, Diagnostics& diag, Port& port);
@@ -45,6 +45,9 @@ class EquilibriumModel : public LiquidPotentialSource {
 
   // The second liquid asks the silicate liquid model for its potentials.
   bool liquidPotentials(const Array1<double>& X, Array1<double>& Mu, double T, double P) override;
+  // ... and, once it has unmixed, for its partial entropies and enthalpies.
+  bool liquidPartials(const Array1<double>& X, Array1<double>& Mu, Array1<double>& S,
+                      Array1<double>& H, double T, double P) override;
 
   const ThermoTables& tables;
   const LiquidTables& liquidTables;

@@ -44,7 +44,9 @@ SaturationContext::SaturationContext(const PhaseTable& phaseTable, const Standar
       Xtrial(1, kMaxEnd),
       Act(1, kMaxEnd),
       Result(1, kMaxEnd + 1),
-      Avail(1, kMaxEnd) {}
+      X2(1, kMaxEnd + 1),
+      Avail(1, kMaxEnd),
+      unmix(activity) {}
 
 int SaturationContext::endIndex(int id, int j) const {
   if (id == 16 && j == 1) return silicaRow;
@@ -66,6 +68,29 @@ std::string SaturationContext::abbrev(int id) const {
 
 namespace {
 
+// The standard-state properties of endmember j of a phase.  The second liquid's endmembers are
+// the liquid components themselves, on the liquid's standard states.
+struct EndmemberState {
+  double G, H, S, V, Cp;
+};
+EndmemberState endmemberState(const SaturationContext& sc, int id, int j) {
+  const StandardState& ss = *sc.ss;
+  if (id == kLiquid2PhaseId) return {ss.G0Liq(j), ss.H0Liq(j), ss.S0Liq(j), ss.V0Liq(j), ss.Cp0Liq(j)};
+  const int row = sc.endIndex(id, j);
+  return {ss.G0End(row), ss.H0End(row), ss.S0End(row), ss.V0End(row), ss.Cp0End(row)};
+}
+
+// Whether the phase goes to the unmixing search: the second liquid always, the feldspars with the
+// ternary model, the pyroxenes with the larger models.
+bool unmixes(const ActivityContext& act, int id) {
+  switch (id) {
+    case kLiquid2PhaseId: return true;
+    case 2: case 3: return !act.ActivityFlags(id);
+    case 4: case 5: return act.PyroxeneModel > 1;
+    default: return false;
+  }
+}
+
 // The lowest of three rows by free energy, each test strict against both others and the earlier
 // winning; with no strict winner the previous choice stands.
 void choosePolymorph(const StandardState& ss, int r1, int r2, int r3, const char* a1,
@@ -85,15 +110,14 @@ void choosePolymorph(const StandardState& ss, int r1, int r2, int r3, const char
 
 // The phase as one pure endmember a.
 void takePure(SaturationContext& sc, int id, int a, int n) {
-  const StandardState& ss = *sc.ss;
   for (int m = 1; m <= n; ++m) sc.PhaseX(id, sc.Avail(m)) = 0.0;
-  const int row = sc.endIndex(id, a);
+  const EndmemberState e = endmemberState(sc, id, a);
   sc.PhaseX(id, a) = 1.0;
-  sc.PhaseMu(id, a) = ss.G0End(row);
-  sc.PhaseH(id, a) = ss.H0End(row);
-  sc.PhaseS(id, a) = ss.S0End(row);
-  sc.PhaseV(id, a) = ss.V0End(row);
-  sc.PhaseCp(id, a) = ss.Cp0End(row);
+  sc.PhaseMu(id, a) = e.G;
+  sc.PhaseH(id, a) = e.H;
+  sc.PhaseS(id, a) = e.S;
+  sc.PhaseV(id, a) = e.V;
+  sc.PhaseCp(id, a) = e.Cp;
   sc.Affinity(id) = sc.Aend(a);
 }
 
@@ -106,9 +130,10 @@ void affinityFromActivities(SaturationContext& sc, int id, int count, double T) 
     }
 }
 
-// One phase; false on the failure path.
+// One phase; false on the failure path.  skipNext is set when the phase and the next one were
+// dealt with together (an unmixed pair).
 bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<double>& MuLiq,
-              const Array1<double>& BulkMoles, int& ErrFlag) {
+              const Array1<double>& BulkMoles, int& ErrFlag, bool& skipNext) {
   ActivityContext& act = *sc.act;
   const StandardState& ss = *sc.ss;
   const PhaseTable& pt = *sc.phases;
@@ -131,7 +156,7 @@ bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<do
   const int count = act.PhaseEndCount(id);
   int n = 0;
   for (int j = 1; j <= count; ++j) {
-    const double g = ss.G0End(sc.endIndex(id, j));
+    const double g = endmemberState(sc, id, j).G;
     sc.Gend(j) = sc.Aend(j) = g;
     sc.Xtrial(j) = 0.0;
     bool available = true;
@@ -147,6 +172,7 @@ bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<do
     }
     if (available) sc.Avail(++n) = j;
   }
+  sc.nAvail = n;
   if (n == 0) return true;
   if (n == 1) {
     takePure(sc, id, sc.Avail(1), n);
@@ -213,24 +239,35 @@ bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<do
     }
     if (id == 7) act.PhaseEndCount(7) = 5;
   }
-  // Phases that unmix (the feldspars with the ternary model, the larger pyroxene models, the
-  // second liquid) hand over to the unmixing search here; until it exists they keep the single
-  // composition found above.
   const int used = act.PhaseEndCount(id);
+  if (unmixes(act, id)) {
+    // The solution may split in two: the search writes the tables of the phase (and of its
+    // partner).  A failed search leaves the phase unavailable.
+    int err = 0;
+    sc.unmixPhase = id;
+    PhaseUnmixing(sc, id, T, P, sc.Xtrial, sc.X2, sc.unmixGbest, used - 1, sc.unmixDist, sc.Gend,
+                  sc.Aend, err);
+    if (err != 0) {
+      sc.Affinity(id) = 1e6;
+      return true;
+    }
+    skipNext = id == 2 || id == 4;
+    return true;
+  }
   GetActivity(act, id, T, P, sc.Xtrial, used, sc.Act, ErrFlag);
   if (ErrFlag != 0) return true;  // no activities: the phase stays unavailable (1e6)
   affinityFromActivities(sc, id, used, T);
   for (int j = 1; j <= used; ++j) {
-    const int row = sc.endIndex(id, j);
+    const EndmemberState e = endmemberState(sc, id, j);
     sc.PhaseX(id, j) = sc.Xtrial(j);
     if (sc.Act(j) > 1e-16 && sc.Xtrial(j) != 0.0) {
       sc.PhaseMu(id, j) = rt * std::log(sc.Act(j)) + sc.Gend(j);
-      sc.PhaseS(id, j) = ss.S0End(row) - R * std::log(sc.Act(j));
+      sc.PhaseS(id, j) = e.S - R * std::log(sc.Act(j));
     }
     sc.PhaseR(id, j) = sc.Gend(j);
-    sc.PhaseH(id, j) = ss.H0End(row);
-    sc.PhaseV(id, j) = ss.V0End(row);
-    sc.PhaseCp(id, j) = ss.Cp0End(row);
+    sc.PhaseH(id, j) = e.H;
+    sc.PhaseV(id, j) = e.V;
+    sc.PhaseCp(id, j) = e.Cp;
   }
   return true;
 }
@@ -246,8 +283,9 @@ void PhaseCompositions(SaturationContext& sc, int& Phase, double T, double P,
   for (int id = first; id <= last; ++id) {
     int faultNumber = 0;
     bool ok = false;
+    bool skipNext = false;
     try {
-      ok = onePhase(sc, id, T, P, MuLiq, BulkMoles, ErrFlag);
+      ok = onePhase(sc, id, T, P, MuLiq, BulkMoles, ErrFlag, skipNext);
     } catch (const Fault& f) {
       if (!diag.TrapErrors) throw;
       faultNumber = f.number();
@@ -262,6 +300,7 @@ void PhaseCompositions(SaturationContext& sc, int& Phase, double T, double P,
                          true);
       return;
     }
+    if (skipNext) ++id;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "base/array.h"
 #include "base/diagnostics.h"
 #include "solver/component_finder.h"
+#include "solver/phase_unmixing.h"
 #include "thermo/activity.h"
 #include "thermo/phase_model_rows.h"
 #include "thermo/standard_state.h"
@@ -41,8 +42,17 @@ struct SaturationContext {
   std::string abbrev(int id) const;
 
   // Work arrays, sized once.
-  Array1<double> Aend, Gend, Xtrial, Act, Result;
+  Array1<double> Aend, Gend, Xtrial, Act, Result, X2;
   Array1<int> Avail;
+  int nAvail = 0;  // the entries of Avail in use for the phase in hand
+
+  // The search for a second composition of the feldspars, the pyroxenes and the second liquid.
+  UnmixingContext unmix;
+  // The last unmixing search (for the tests and the front ends): its phase (0: none yet), the
+  // height of the second composition above the tangent plane and its squared distance from the
+  // first.
+  int unmixPhase = 0;
+  double unmixGbest = 0.0, unmixDist = 0.0;
 };
 
 // PhaseCompositions: with Phase in 1..38 only that phase, otherwise (Phase set to 1) all 38 in

@@ -1,0 +1,326 @@
+// The parts of the stable-assemblage minimizer: the seed of a new assemblage (SetNhat), the
+// gradient and system sums (Make_Gv), the Hessian (CalcHessian), the constraint matrix
+// (MakeMatrixC) and the residual of the secant search (EnergyResidual).
+#include <cmath>
+#include <string>
+
+#include "base/trap.h"
+#include "solver/minimizer_internal.h"
+#include "solver/stable_phases.h"
+
+namespace cx {
+
+namespace {
+constexpr int kPhases = thermo_data::kNumPhases;
+constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;
+constexpr double kHessianStep = 1e-7;  // moles, the step of the liquid's central differences
+}  // namespace
+
+MinimizerState::MinimizerState()
+    : Xstable(1, kMaxStateVector),
+      Phaselist(0, kMaxListedPhases),
+      BulkMoles(1, kLiquidComponents),
+      SolidMoles(1, kLiquidComponents),
+      PhaseMoles(1, kPhases, 1, kMaxEnd),
+      PhaseG(1, kPhases),
+      PhaseCpSum(1, kPhases) {}
+
+MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
+    : model(&m),
+      port(&p),
+      machEps(MachEps()),
+      liquidMW(1, kLiquidComponents),
+      Nhat(1, kMaxStateVector),
+      Xold(1, kMaxStateVector),
+      Gv(1, kMaxStateVector),
+      Dvec(1, kLiquidComponents + kLiquidComponents),
+      mult(1, kMaxStateVector),
+      NegOK(1, kMaxStateVector),
+      Hess(1, kMaxStateVector, 1, kMaxStateVector),
+      Cmat(1, kLiquidComponents + kLiquidComponents, 1, kMaxStateVector),
+      Ctrans(1, kMaxStateVector, 1, kLiquidComponents + kLiquidComponents),
+      ConstraintList(1, kLiquidComponents),
+      up(1, kMaxStateVector),
+      h(1, kMaxStateVector),
+      g(1, kMaxStateVector),
+      rnorm(1, 1),
+      blockX(1, kMaxEnd),
+      muLower(1, kLiquidComponents),
+      muEntry(1, kLiquidComponents),
+      muAtX(1, kLiquidComponents),
+      trial(1, kMaxStateVector),
+      ip(1, kMaxStateVector),
+      block(1, kMaxEnd, 1, kMaxEnd),
+      order(1, kPhases) {
+  // The molar mass of each liquid component: the mass of the oxides one mole of it is made of.
+  Array1<double> unit(1, kLiquidComponents), wt(1, thermo_data::kNumOxides);
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    unit.erase();
+    unit(i) = 1.0;
+    ComponentsToOxides(m.tables, unit, wt);
+    double mass = 0.0;
+    for (int k = 1; k <= thermo_data::kNumOxides; ++k) mass += wt(k);
+    liquidMW(i) = mass;
+  }
+}
+
+namespace minimizer {
+
+bool liquidAt(MinimizerContext& ctx, const Array1<double>& X, double T, double P) {
+  EquilibriumModel& m = *ctx.model;
+  const bool ok = MoleFractions(m.liquid, m.diag, X, m.Xliq, kLiquidComponents);
+  return u_Liquid(m.liquidTables, *m.ss, m.liquid, m.diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, T,
+                  P) &&
+         ok;
+}
+
+void saturationOf(MinimizerContext& ctx, const MinimizerState& st, int phase, double T, double P,
+                  int& ErrFlag) {
+  EquilibriumModel& m = *ctx.model;
+  PhaseCompositions(*m.sat, phase, T, P, m.MuLiq, st.BulkMoles, ErrFlag);
+}
+
+void reportFrom(MinimizerContext& ctx, const std::string& msg) {
+  ctx.messages.push_back(msg);
+  ctx.model->diag.ErrorReport(msg, ctx.model->diag.PauseOnError);
+}
+
+}  // namespace minimizer
+
+using minimizer::liquidAt;
+using minimizer::reportFrom;
+
+void SetNhat(MinimizerContext& ctx, const MinimizerState& st, int& Ncomp, Array1<double>& Nhat,
+             Array1<bool>& NegOK) {
+  if (st.PhaseCount <= 0) return;
+  EquilibriumModel& m = *ctx.model;
+  Diagnostics& diag = m.diag;
+  const SaturationContext& sat = *m.sat;
+  const ActivityContext& act = *m.activity;
+  auto body = [&] {
+    Ncomp = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      // The second liquid has no entries of its own in the vector.
+      if (id >= kPhases) continue;
+      for (int j = 1; j <= act.PhaseEndCount(id); ++j) {
+        ++Ncomp;
+        NegOK(Ncomp) = false;
+        // Endmembers that stand for an exchange in the simple models may go negative.
+        if ((id == 4 || id == 5) && j == 1 && !act.ActivityFlags(5)) NegOK(Ncomp) = true;
+        if (id == 7 && j == 5 && !act.ActivityFlags(7)) NegOK(Ncomp) = true;
+        if (sat.PhaseX(id, j) != 0.0) {
+          Nhat(Ncomp) = 1e-5 * sat.PhaseX(id, j);
+          for (int i = 1; i <= kLiquidComponents; ++i) {
+            Nhat(i) -= m.phases.PhaseStoich(id, j, i) * Nhat(Ncomp);
+            if (Nhat(i) < kLiquidFloor && st.BulkMoles(i) > 0.0) Nhat(i) = kLiquidFloor;
+          }
+        } else {
+          Nhat(Ncomp) = 0.0;
+        }
+      }
+    }
+  };
+  if (!diag.TrapErrors) {
+    body();
+    return;
+  }
+  try {
+    body();
+  } catch (const Fault& fault) {
+    diag.ErrorFlag = true;
+    reportFrom(ctx, std::to_string(fault.number()) +
+                        " error in subroutine SetNhat, component: " + std::to_string(Ncomp) + ".");
+  }
+}
+
+void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Array1<double>& Gv,
+             const Array1<double>& X, int Ncomp, bool Recompute, int& ErrFlag) {
+  EquilibriumModel& m = *ctx.model;
+  auto body = [&] {
+    if (Recompute) {
+      liquidAt(ctx, X, T, P);
+      for (int k = 1; k <= st.PhaseCount; ++k)
+        minimizer::saturationOf(ctx, st, st.Phaselist(k), T, P, ErrFlag);
+    }
+    const SaturationContext& sat = *m.sat;
+    const StandardState& ss = *m.ss;
+    Gv.erase();
+    st.Gsystem = st.MassSystem = st.CpLiquid = 0.0;
+    ctx.Vtot = ctx.Stot = ctx.Htot = ctx.Cptot = 0.0;
+    for (int i = 1; i <= kLiquidComponents; ++i) {
+      Gv(i) = m.MuLiq(i);
+      st.Gsystem += X(i) * m.MuLiq(i);
+      st.MassSystem += X(i) * ctx.liquidMW(i);
+      ctx.Vtot += X(i) * ss.V0Liq(i);
+      ctx.Htot += X(i) * m.Hliq(i);
+      ctx.Stot += X(i) * m.Sliq(i);
+    }
+    st.GLiqTotal = st.Gsystem;
+    st.VLiqTotal = ctx.Vtot;
+    st.HLiqTotal = ctx.Htot;
+    st.SLiqTotal = ctx.Stot;
+    if (st.PhaseCount == 0) return;
+    int c = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      const double g0 = st.Gsystem;
+      st.PhaseCpSum(id) = 0.0;
+      for (int j = 1; j <= m.activity->PhaseEndCount(id); ++j) {
+        ++c;
+        if (sat.PhaseX(id, j) != 0.0) {
+          Gv(c) = sat.PhaseMu(id, j);
+          st.MassSystem += X(c) * m.phases.PhaseEndMW(id, j);
+          ctx.Vtot += X(c) * sat.PhaseV(id, j);
+          ctx.Stot += X(c) * sat.PhaseS(id, j);
+          ctx.Htot += X(c) * sat.PhaseH(id, j);
+          ctx.Cptot += X(c) * sat.PhaseCp(id, j);
+          st.PhaseCpSum(id) += X(c) * sat.PhaseCp(id, j);
+          st.Gsystem += X(c) * Gv(c);
+        } else {
+          Gv(c) = 0.0;
+        }
+      }
+      st.PhaseG(id) = st.Gsystem - g0;
+    }
+    if (!st.ConstantV) st.Vsystem = ctx.Vtot;
+    if (!st.ConstantS) st.Ssystem = ctx.Stot;
+    if (!st.ConstantH) st.Hsystem = ctx.Htot;
+  };
+  (void)Ncomp;  // the walk over the listed phases sets the length
+  runTrapped(m.diag, subroutineSuffix("Make_Gv"), body);
+}
+
+namespace {
+
+// Hess(i, j) from the upper and lower potentials of a difference, as the liquid block takes it.
+double liquidDerivative(double upper, double lower, bool central) {
+  double d = (upper - lower) / (central ? 2.0 * kHessianStep : kHessianStep);
+  if (std::fabs(d) < 1e-16) d = 0.0;
+  return d;
+}
+
+}  // namespace
+
+void calcLiquidHessianByPairs(MinimizerContext& ctx, Array2<double>& Hess, Array1<double>& X,
+                              double T, double P) {
+  EquilibriumModel& m = *ctx.model;
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    if (!(X(i) > 0.0)) continue;
+    for (int j = 1; j <= kLiquidComponents; ++j) {
+      if (!(X(j) > 0.0)) continue;
+      const double x = X(j);
+      const bool central = 2.0 * kHessianStep < x;
+      double lower = m.MuLiq(i);
+      if (central) {
+        X(j) = x - kHessianStep;
+        liquidAt(ctx, X, T, P);
+        lower = m.MuLiq(i);
+      }
+      X(j) = x + kHessianStep;
+      liquidAt(ctx, X, T, P);
+      const double upper = m.MuLiq(i);
+      X(j) = x;
+      liquidAt(ctx, X, T, P);
+      Hess(i, j) = liquidDerivative(upper, lower, central);
+    }
+  }
+}
+
+void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>& Hess,
+                 Array1<double>& X, int Ncomp, double T, double P) {
+  EquilibriumModel& m = *ctx.model;
+  auto body = [&] {
+    for (int i = 1; i <= Ncomp; ++i)
+      for (int j = 1; j <= Ncomp; ++j) Hess(i, j) = 0.0;
+    // 1. The liquid block.  Each perturbation of component j gives the potentials of all
+    // components at once, so one perturbation per component yields the numbers that one per
+    // pair would: the restoring evaluation at X is the same every time.  The one-sided lower
+    // value of the very first pair is the potential standing at entry.
+    for (int i = 1; i <= kLiquidComponents; ++i) ctx.muEntry(i) = m.MuLiq(i);
+    int firstI = 0;
+    for (int i = 1; i <= kLiquidComponents && firstI == 0; ++i)
+      if (X(i) > 0.0) firstI = i;
+    bool firstPair = true;
+    for (int j = 1; j <= kLiquidComponents; ++j) {
+      if (!(X(j) > 0.0)) continue;
+      const double x = X(j);
+      const bool central = 2.0 * kHessianStep < x;
+      if (central) {
+        X(j) = x - kHessianStep;
+        liquidAt(ctx, X, T, P);
+        for (int i = 1; i <= kLiquidComponents; ++i) ctx.muLower(i) = m.MuLiq(i);
+      }
+      X(j) = x + kHessianStep;
+      liquidAt(ctx, X, T, P);
+      for (int i = 1; i <= kLiquidComponents; ++i) ctx.trial(i) = m.MuLiq(i);
+      X(j) = x;
+      liquidAt(ctx, X, T, P);
+      for (int i = 1; i <= kLiquidComponents; ++i) {
+        if (!(X(i) > 0.0)) continue;
+        double lower = ctx.muLower(i);
+        if (!central) lower = (firstPair && i == firstI) ? ctx.muEntry(i) : m.MuLiq(i);
+        Hess(i, j) = liquidDerivative(ctx.trial(i), lower, central);
+      }
+      firstPair = false;
+    }
+    // 2. The blocks of the solutions, at their saturation compositions, per mole of phase.
+    int c = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      const int n = m.activity->PhaseEndCount(id);
+      if (n == 1) {
+        ++c;
+        Hess(c, c) = 0.0;
+      } else if (n > 1) {
+        for (int j = 1; j <= n; ++j) ctx.blockX(j) = m.sat->PhaseX(id, j);
+        Hessian(*m.finder, id, T, P, ctx.blockX, n, ctx.block);
+        for (int a = 1; a <= n; ++a)
+          for (int b = 1; b <= n; ++b) Hess(c + a, c + b) = ctx.block(a, b);
+        c += n;
+      }
+    }
+    if (c != Ncomp) reportFrom(ctx, "0 error in subroutine Hessian.");
+  };
+  runTrapped(m.diag, subroutineSuffix("Hessian"), body);
+}
+
+bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Ncomp,
+                 Array2<double>& Cmat, Array2<double>& Ctrans, int ConstraintCount,
+                 const Array1<int>& ConstraintList) {
+  EquilibriumModel& m = *ctx.model;
+  bool ok = false;
+  auto body = [&] {
+    for (int r = 1; r <= Mc; ++r)
+      for (int c = 1; c <= Ncomp; ++c) Cmat(r, c) = 0.0;
+    for (int i = 1; i <= kLiquidComponents; ++i) Cmat(i, i) = 1.0;
+    for (int k = 1; k <= ConstraintCount; ++k) Cmat(kLiquidComponents + k, ConstraintList(k)) = 1.0;
+    int c = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      for (int j = 1; j <= m.activity->PhaseEndCount(id); ++j) {
+        ++c;
+        if (m.sat->PhaseX(id, j) != 0.0)
+          for (int i = 1; i <= kLiquidComponents; ++i) Cmat(i, c) = m.phases.PhaseStoich(id, j, i);
+      }
+    }
+    if (c != Ncomp) {
+      reportFrom(ctx, " error in subroutine MakeMatrixC.");
+      return;
+    }
+    for (int r = 1; r <= Mc; ++r)
+      for (int col = 1; col <= Ncomp; ++col) Ctrans(col, r) = Cmat(r, col);
+    ok = true;
+  };
+  runTrapped(m.diag, subroutineSuffix("MakeMatrixC"), body);
+  return ok;
+}
+
+double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot) {
+  if (st.ConstantH) return Htot - st.Hsystem;
+  if (st.ConstantS) return Stot - st.Ssystem;
+  if (st.ConstantV) return Vtot - st.Vsystem;
+  return 0.0;
+}
+
+}  // namespace cx

@@ -1,0 +1,608 @@
+// CalcStablePhases: the three nested loops of the minimizer.  The secant search on temperature
+// or pressure (F) encloses the assemblage review (C, D), which encloses the inner iteration (E);
+// the inner iteration hands control back to the review by setting Count to 1.
+#include "solver/stable_phases.h"
+
+#include <cmath>
+#include <string>
+
+#include "base/trap.h"
+#include "solver/kernels/hsqp.h"
+#include "solver/kernels/solve.h"
+#include "solver/minimizer_internal.h"
+#include "thermo/gibbs.h"
+
+namespace cx {
+
+namespace {
+
+constexpr int kPhases = thermo_data::kNumPhases;
+constexpr int kN = kLiquidComponents;
+
+using minimizer::liquidAt;
+using minimizer::reportFrom;
+using minimizer::saturationOf;
+
+enum class Stage { B, C, D, E, F, G, Done };
+
+// Which entries of the vector a step may leave negative, and to what it resets the others.
+enum class Clamp { Rule1, Rule2, Rule3 };
+
+struct Run {
+  MinimizerContext& ctx;
+  MinimizerState& st;
+  double& T;
+  double& P;
+  int& ErrFlag;
+  EquilibriumModel& m;
+  Diagnostics& diag;
+
+  int Ncomp = kN;
+  int Count = 1;
+  int DropPasses = 0, OuterCount = 0, LastDropped = 0;
+  double Steplength = 0.0, Norm = 0.0, XNorm = 0.0, MaxStep = 1.0, FloorStep = 1.0;
+  // The secant search.
+  double x0 = 0.0, x1 = 0.0, r0 = 0.0, r1 = 0.0, firstStep = 0.0, searchTol = 0.0;
+  double target = 0.0;
+
+  void gibbs() { m.setConditions(T, P); }
+
+  void satAll() { saturationOf(ctx, st, 0, T, P, ErrFlag); }
+  void satListed() {
+    for (int k = 1; k <= st.PhaseCount; ++k) saturationOf(ctx, st, st.Phaselist(k), T, P, ErrFlag);
+  }
+  int endCount(int id) const { return m.activity->PhaseEndCount(id); }
+
+  void makeGv(const Array1<double>& X, bool recompute) {
+    Make_Gv(ctx, st, T, P, ctx.Gv, X, Ncomp, recompute, ErrFlag);
+  }
+
+  // Nhat = Xold + (Xstable - Xold) * s with the clamp rule given.
+  void formNhat(double s, Clamp rule, bool sumG) {
+    const Array1<double>& Xold = ctx.Xold;
+    Array1<double>& Nhat = ctx.Nhat;
+    for (int i = 1; i <= Ncomp; ++i) {
+      Nhat(i) = Xold(i) + (st.Xstable(i) - Xold(i)) * s;
+      if (i <= kN) {
+        if (st.BulkMoles(i) > 0.0 && Nhat(i) < kLiquidFloor) Nhat(i) = kLiquidFloor;
+        if (st.BulkMoles(i) == 0.0) Nhat(i) = 0.0;
+      } else {
+        bool below = false, negOK = false;
+        switch (rule) {
+          case Clamp::Rule1:
+            below = Nhat(i) < 0.0;
+            negOK = ctx.NegOK(i);
+            break;
+          case Clamp::Rule2:
+            // The flag of the last entry for every entry: intended.
+            below = Nhat(i) <= kSolidFloor;
+            negOK = ctx.NegOK(Ncomp);
+            break;
+          case Clamp::Rule3:
+            below = Nhat(i) < 0.0;
+            negOK = ctx.NegOK(Ncomp);
+            break;
+        }
+        if (below && !negOK) Nhat(i) = Xold(i) > 0.0 ? kSolidFloor : 0.0;
+      }
+      if (sumG) st.Gsystem += ctx.Gv(i) * Nhat(i);
+    }
+  }
+
+  void progress() {
+    ProgressInfo info;
+    info.node = ctx.node;
+    info.temperatureK = T;
+    info.pressureBar = P;
+    info.attempt = Count;
+    info.attemptsTotal = OuterCount;
+    info.constantT = st.ConstantT;
+    info.components = Ncomp;
+    info.norm = Norm;
+    info.hsqpFlag = ctx.rnorm(1);
+    info.stepLength = Steplength;
+    for (int k = 1; k <= ctx.ConstraintCount; ++k)
+      info.constrainedComponents.push_back(m.tables.LiqFormula(ctx.ConstraintList(k)));
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      info.saturatedPhases.push_back(st.Phaselist(k));
+      const int id = st.Phaselist(k);
+      info.affinities.push_back(id >= 1 && id <= kPhases ? m.sat->Affinity(id) : 1e6);
+    }
+    ctx.port->showProgress(info);
+  }
+
+  void removeFromList(int k) {
+    for (int q = k; q < st.PhaseCount; ++q) st.Phaselist(q) = st.Phaselist(q + 1);
+    st.Phaselist(st.PhaseCount) = 0;
+    --st.PhaseCount;
+  }
+
+  // A. Start.
+  Stage start() {
+    Ncomp = kN;
+    ctx.Mc = kN;
+    ctx.ConstraintCount = 0;
+    ctx.rnorm(1) = 0.0;
+    gibbs();
+    if (st.PhaseCount > 0) {
+      for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
+      SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      Count = Ncomp > kN ? 2 : 1;
+    } else {
+      st.PhaseCount = 0;
+      ctx.Nhat.erase();
+      for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i) = st.BulkMoles(i);
+      Ncomp = kN;
+      Count = 1;
+    }
+    return Stage::B;
+  }
+
+  // B. Top of the inner iteration.
+  Stage top() {
+    ctx.port->doEvents();
+    if (diag.HaltFlag || diag.ErrorFlag) return Stage::Done;
+    liquidAt(ctx, ctx.Nhat, T, P);
+    if (Count == 1 || st.PhaseCount == 0)
+      satAll();
+    else
+      satListed();
+    return Count != 1 ? Stage::E : Stage::C;
+  }
+
+  // C. Assemblage review: drop a phase that is off saturation or has vanished.
+  Stage review() {
+    ++DropPasses;
+    ++ctx.counters.reviews;
+    if (st.PhaseCount == 0) return Stage::D;
+    st.PhaseMoles.erase();
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id > kPhases) continue;
+      for (int j = 1; j <= endCount(id); ++j) st.PhaseMoles(id, j) = st.Xstable(++c);
+    }
+    SaturationContext& sat = *m.sat;
+    const int startCount = st.PhaseCount;
+    for (int k = 1; k <= startCount && st.PhaseCount != 0 && DropPasses <= kMaxDropPasses; ++k) {
+      // A phase just dropped that got back into the list drops at once.
+      if (LastDropped > 0) sat.Affinity(LastDropped) = 100.0;
+      const int id = st.Phaselist(k);
+      if (id > kPhases) continue;
+      double moles = 0.0;
+      for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
+      if (std::fabs(sat.Affinity(id)) < 100.0 && moles >= 1e-7) continue;
+      ++ctx.counters.drops;
+      if (id != LastDropped) {
+        LastDropped = id;
+        for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) st.PhaseMoles(id, j) = 0.0;
+        removeFromList(k);
+        // The liquid is not restored here: the next step rebuilds it from Xold.
+        for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = 0.0;
+        Ncomp = kN;
+        liquidAt(ctx, ctx.Nhat, T, P);
+        if (st.PhaseCount > 0) {
+          satListed();
+          SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+          makeGv(ctx.Nhat, false);
+          return Stage::E;
+        }
+        continue;
+      }
+      // The same phase went twice: close its entries out of Nhat and call the assemblage
+      // settled.  Ncomp and Xstable stay as they are, by design.
+      int s = kN + 1;
+      for (int q = 1; q < k; ++q)
+        if (st.Phaselist(q) < kPhases) s += endCount(st.Phaselist(q));
+      const int n = endCount(id);
+      if (k < st.PhaseCount) {
+        for (int i = s; i <= Ncomp - n; ++i) ctx.Nhat(i) = ctx.Nhat(i + n);
+      } else {
+        for (int i = s; i <= Ncomp; ++i) ctx.Nhat(i) = 0.0;
+      }
+      removeFromList(k);
+      return Stage::F;
+    }
+    return Stage::D;
+  }
+
+  // D. Add the most oversaturated phase that may join.
+  Stage add() {
+    SaturationContext& sat = *m.sat;
+    Array1<int>& order = ctx.order;
+    for (int i = 1; i <= kPhases; ++i) order(i) = i;
+    bool exchanged = true;
+    while (exchanged) {
+      exchanged = false;
+      for (int i = 1; i < kPhases; ++i)
+        if (sat.Affinity(order(i)) > sat.Affinity(order(i + 1))) {
+          std::swap(order(i), order(i + 1));
+          exchanged = true;
+        }
+    }
+    auto listed = [&](int id) {
+      for (int k = 1; k <= st.PhaseCount; ++k)
+        if (st.Phaselist(k) == id) return true;
+      return false;
+    };
+    for (int idx = 1; idx <= kPhases; ++idx) {
+      const int id = order(idx);
+      if (sat.PhaseExcluded(id) || !(sat.Affinity(id) < -10.0) || id == LastDropped) continue;
+      bool refused = listed(id);
+      // Silica, ilmenite and biotite exclude each other.
+      if (!refused && id >= 16 && id <= 18)
+        for (int other = 16; other <= 18; ++other)
+          if (other != id && listed(other)) refused = true;
+      if (refused) {
+        // A refused candidate at the very end of the order counts as found.
+        if (idx == kPhases) {
+          SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+          return Stage::E;
+        }
+        continue;
+      }
+      st.Phaselist(st.PhaseCount + 1) = id;  // a 16th phase is a subscript fault
+      ++st.PhaseCount;
+      ++ctx.counters.adds;
+      SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      return Stage::E;
+    }
+    return Stage::F;
+  }
+
+  // E. One step.
+  Stage step() {
+    Array1<double>& Nhat = ctx.Nhat;
+    Array1<double>& Xold = ctx.Xold;
+    for (int i = 1; i <= Ncomp; ++i) Xold(i) = st.Xstable(i);
+    if (Ncomp == kN) {
+      Count = 1;
+      return Stage::B;
+    }
+    ++ctx.counters.innerSteps;
+    ctx.Mc = kN + ctx.ConstraintCount;
+    for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
+    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+    // Fresh solver arrays: a constraint matrix that cannot be built leaves its transpose at zero.
+    for (int c = 1; c <= Ncomp; ++c)
+      for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
+    MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
+                ctx.ConstraintList);
+    makeGv(Nhat, false);
+    CalcHessian(ctx, st, ctx.Hess, Nhat, Ncomp, T, P);
+    if (Count == 1) {
+      for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
+    } else {
+      int krank = 0;
+      HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, Ncomp, ctx.machEps, ctx.up, ctx.h, ctx.g,
+           ctx.ip, ctx.rnorm, st.Xstable, krank, diag);
+      ++ctx.counters.quadraticSteps;
+      ctx.counters.lastHsqpFlag = ctx.rnorm(1);
+      if (ctx.rnorm(1) == -2.0) ++ctx.counters.hsqpDependentRows;
+      double sum = 0.0, xsum = 0.0;
+      for (int i = Ncomp; i >= 1; --i) {
+        const double d = st.Xstable(i) - Nhat(i);
+        sum += d * d;
+      }
+      for (int i = 1; i <= Ncomp; ++i) xsum += st.Xstable(i) * st.Xstable(i);
+      Norm = std::sqrt(sum);
+      XNorm = std::sqrt(xsum);
+    }
+    // 6. The step that brings the first liquid component down to its floor.
+    MaxStep = FloorStep = Steplength = 1.0;
+    double best = 1.0;
+    for (int i = 1; i <= kN; ++i) {
+      if (st.Xstable(i) < kLiquidFloor && st.BulkMoles(i) > 0.0 &&
+          std::fabs(st.Xstable(i) - Xold(i)) > 1e-6) {
+        const double q = (kLiquidFloor - Xold(i)) / (st.Xstable(i) - Xold(i));
+        double t = q;
+        if (!(t > 0.0)) t = 0.01;
+        if (t < best) {
+          best = t;
+          FloorStep = q < 1e-7 ? 1e-7 : q;
+          Steplength = t;
+        }
+      }
+    }
+    MaxStep = Steplength;
+    // 7. The free energy at the start and at the full step, on the potentials of Nhat.
+    makeGv(Xold, false);
+    const double G0 = st.Gsystem;
+    st.Gsystem = 0.0;
+    formNhat(Steplength, Clamp::Rule1, true);
+    // 8, 9. The line search.  With the potentials held at those of the top of the iteration the
+    // function is linear along the line: intended.
+    Steplength = 0.3 * MaxStep;
+    if ((std::fabs(st.Gsystem - G0) <= 1e-5 && Count > 36) || MaxStep <= 0.001) {
+      Steplength = MaxStep;
+    } else {
+      makeGv(Xold, false);
+      int flag = 0;
+      double scratch = 0.0;
+      do {
+        formNhat(Steplength, Clamp::Rule2, false);
+        makeGv(Nhat, false);
+        const double bx = Steplength;
+        if (!runTrapped(diag, subroutineSuffix("BrentMinimization"), [&] {
+              BrentMinimization(ctx.brent, ctx.machEps, 0.0, bx, MaxStep, st.Gsystem, 1e-6,
+                                Steplength, scratch, flag);
+            }))
+          break;
+      } while (flag >= 0);
+      if (flag == -2 || Steplength > MaxStep) Steplength = MaxStep;
+    }
+    // 10. Early damping.
+    if (Count <= 15) Steplength = Count * Steplength / 61.0;
+    // 11. The new point.
+    formNhat(Steplength, Clamp::Rule3, false);
+    makeGv(Nhat, false);
+    // 12. The multipliers: the potentials of the components.
+    for (int i = 1; i <= Ncomp; ++i) ctx.mult(i) = ctx.Gv(i);
+    Solve(Ncomp, kN, ctx.Ctrans, ctx.mult, diag);
+    // 13. Components at their floor that the system wants to lower further are held there in
+    // the next step.
+    ctx.ConstraintCount = 0;
+    ctx.ConstraintList.erase();
+    if (Count > 1)
+      for (int i = 1; i <= kN; ++i)
+        if (st.BulkMoles(i) > kLiquidFloor && Nhat(i) <= kLiquidFloor && ctx.mult(i) < 0.0)
+          ctx.ConstraintList(++ctx.ConstraintCount) = i;
+    // 14.
+    if (FloorStep < Steplength) {
+      Steplength = FloorStep;
+      st.Gsystem = 0.0;
+      formNhat(Steplength, Clamp::Rule3, false);
+    }
+    progress();
+    // 16. Convergence, exactly so: a system with XNorm of 1 or more only ends by the count.
+    const double tol = (1.0 - XNorm) * 1e-5;
+    if (Norm <= tol && Count > 15)
+      Count = 1;
+    else
+      ++Count;
+    if (Count > 5 * Ncomp) Count = 1;
+    return Stage::B;
+  }
+
+  // F. Settled assemblage: one secant update of T (or P) toward the target.
+  Stage settled() {
+    if (st.ConstantT || OuterCount >= kMaxSecantPasses) return Stage::G;
+    LastDropped = 0;
+    DropPasses = 0;
+    for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
+    const bool onP = st.ConstantV && !st.ConstantH && !st.ConstantS;
+    if (OuterCount == 0) {
+      if (st.ConstantH) {
+        target = st.Hsystem;
+        searchTol = 1.0;
+        firstStep = -2.0;
+      } else if (st.ConstantS) {
+        target = st.Ssystem;
+        searchTol = 1e-4;
+        firstStep = (st.Ssystem - ctx.Stot) * 5.0 * st.MassSystem / 100.0;
+      } else if (st.ConstantV) {
+        target = st.Vsystem;
+        searchTol = 1e-5;
+        firstStep = 10.0;
+      } else {
+        target = 0.0;
+      }
+      if (target == 0.0) return Stage::G;
+    }
+    const double r = EnergyResidual(st, ctx.Htot, ctx.Stot, ctx.Vtot);
+    if (std::fabs(r) <= searchTol || target == 0.0) return Stage::G;
+    const double present = onP ? P : T;
+    double next = present;
+    if (OuterCount == 0) {
+      r0 = r;
+      x0 = present;
+      next = x0 + firstStep;
+      x1 = next;
+    } else if (OuterCount == 1) {
+      r1 = r;
+      next = (r1 == r0) ? x1 : x1 - (x1 - x0) * r1 / (r1 - r0);
+    } else {
+      x0 = x1;
+      r0 = r1;
+      x1 = present;
+      r1 = r;
+      if (r1 == r0) {
+        next = present * 1.01;
+      } else {
+        next = present - (present - x0) * r1 / (r1 - r0);
+        const double slope = (x1 - x0) / (r1 - r0);
+        if (st.ConstantH)
+          st.dTdH = slope;
+        else if (st.ConstantS)
+          st.dTdS = slope;
+        else
+          st.dPdV = slope;
+      }
+    }
+    ++OuterCount;
+    ctx.counters.outerPasses = OuterCount;
+    if (onP) {
+      if (next - present > 100.0) next = present + 100.0;
+      if (next - present < -100.0) next = present - 100.0;
+      P = next < 1.0 ? 1.0 : (next > 100000.0 ? 100000.0 : next);
+    } else {
+      if (next - present > 10.0) next = present + 10.0;
+      if (next - present < -10.0) next = present - 10.0;
+      T = next > 2000.0 ? 2000.0 : (next < 773.15 ? 773.15 : next);
+    }
+    gibbs();
+    makeGv(ctx.Nhat, true);
+    if (st.PhaseCount == 0) {
+      ctx.order.erase();
+      st.Phaselist.erase();
+      ctx.Nhat.erase();
+      ctx.Xold.erase();
+      st.PhaseCount = 0;
+      for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.BulkMoles(i);
+      if (Count != 2) Count = 1;
+      return Stage::B;
+    }
+    return Stage::E;
+  }
+
+  // G. Exit: the system's sums, the solids' share of each component, the liquid's heat capacity.
+  void exit() {
+    progress();
+    st.SolidMoles.erase();
+    liquidAt(ctx, st.Xstable, T, P);  // the fractions first; the potentials again after Gibbs
+    gibbs();
+    liquidAt(ctx, st.Xstable, T, P);
+    if (st.PhaseCount > 0) {
+      satAll();
+      MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, 0, ctx.ConstraintList);
+      for (int j = 1; j <= kN; ++j)
+        for (int i = kN + 1; i <= Ncomp; ++i) st.SolidMoles(j) += ctx.Cmat(j, i) * st.Xstable(i);
+      st.Vsystem = ctx.Vtot;
+      st.Hsystem = ctx.Htot;
+      st.Ssystem = ctx.Stot;
+      st.CpSystem = ctx.Cptot;
+    } else {
+      st.Xstable.erase();
+      for (int i = 1; i <= kN; ++i) st.Xstable(i) = st.BulkMoles(i);
+      Ncomp = kN;
+      makeGv(st.Xstable, true);
+      st.Vsystem = ctx.Vtot;
+      st.Hsystem = ctx.Htot;
+      st.Ssystem = ctx.Stot;
+      st.CpSystem = 0.0;
+    }
+    // The liquid's heat capacity from its enthalpy 0.1 K either side.
+    auto liquidEnthalpy = [&](double temp) {
+      m.setConditions(temp, P);
+      u_Liquid(m.liquidTables, *m.ss, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, temp, P);
+      double sum = 0.0;
+      for (int i = 1; i <= kN; ++i) sum += m.Hliq(i) * st.Xstable(i);
+      return sum;
+    };
+    const double hLow = liquidEnthalpy(T - 0.1);
+    const double hHigh = liquidEnthalpy(T + 0.1);
+    st.CpLiquid = (hHigh - hLow) / 0.2;
+    st.CpSystem += st.CpLiquid;
+    gibbs();
+    u_Liquid(m.liquidTables, *m.ss, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, T, P);
+    for (int i = 1; i <= kN; ++i)
+      if (st.Xstable(i) < 0.0) {
+        diag.ErrorFlag = true;
+        reportFrom(ctx,
+                   "Negative liquid component found in computation!\nAt exit of subroutine "
+                   "MimimizeG.");
+        break;
+      }
+    st.Ncomp = Ncomp;
+  }
+
+  void run() {
+    Stage s = start();
+    while (s != Stage::Done) {
+      switch (s) {
+        case Stage::B:
+          s = top();
+          break;
+        case Stage::C:
+          s = review();
+          break;
+        case Stage::D:
+          s = add();
+          break;
+        case Stage::E:
+          s = step();
+          break;
+        case Stage::F:
+          s = settled();
+          break;
+        case Stage::G:
+          exit();
+          s = Stage::Done;
+          break;
+        case Stage::Done:
+          break;
+      }
+    }
+    st.Ncomp = Ncomp;
+  }
+};
+
+}  // namespace
+
+void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, double& P,
+                      int& ErrFlag) {
+  ctx.counters = MinimizerCounters{};
+  ctx.messages.clear();
+  EquilibriumModel& m = *ctx.model;
+  Run run{ctx, st, T, P, ErrFlag, m, m.diag};
+  runTrapped(m.diag, subroutineSuffix("CalcStablePhases"), [&] {
+    try {
+      run.run();
+    } catch (const Fault& fault) {
+      ctx.messages.push_back(std::to_string(fault.number()) + subroutineSuffix("CalcStablePhases"));
+      throw;
+    }
+  });
+}
+
+MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st, double T,
+                                      double P) {
+  EquilibriumModel& m = *ctx.model;
+  Diagnostics& diag = m.diag;
+  MinimizerResult res;
+  diag.ErrorFlag = false;
+  const double targetH = st.Hsystem, targetS = st.Ssystem, targetV = st.Vsystem;
+  int errFlag = 0;
+  CalcStablePhases(ctx, st, T, P, errFlag);
+  res.T = T;
+  res.P = P;
+  res.counters = ctx.counters;
+  res.halted = diag.HaltFlag;
+  if (!ctx.messages.empty()) res.message = ctx.messages.front();
+  if (res.halted) {
+    if (res.message.empty()) res.message = "Halted.";
+    return res;
+  }
+  if (diag.ErrorFlag || !ctx.messages.empty()) {
+    if (res.message.empty()) res.message = "Error returned from minimization.";
+    return res;
+  }
+  // The target of a search mode, within the tolerance of its search.
+  auto missed = [&](double value, double target, double tol, const char* what) {
+    if (std::fabs(value - target) <= tol) return false;
+    res.message = std::string(what) + " error = " + std::to_string(value - target) +
+                  ", outside the tolerance of the search";
+    return true;
+  };
+  if (st.ConstantH && missed(st.Hsystem, targetH, 1.0, "Enthalpy")) return res;
+  if (st.ConstantS && missed(st.Ssystem, targetS, 1e-4, "Entropy")) return res;
+  if (st.ConstantV && missed(st.Vsystem, targetV, 1e-5, "Volume")) return res;
+  for (int k = 1; k <= st.PhaseCount; ++k) {
+    const int id = st.Phaselist(k);
+    if (id < 1 || id > thermo_data::kNumPhases) continue;
+    if (m.sat->Affinity(id) < -100.0 && !m.sat->PhaseExcluded(id)) {
+      res.message =
+          "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id));
+      return res;
+    }
+  }
+  // A phase that may precipitate and is oversaturated, left out of the assemblage (a phase
+  // dropped in this call cannot come back before the temperature changes).  Silica, ilmenite and
+  // biotite exclude each other and are not counted against one listed.
+  auto listed = [&](int id) {
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) == id) return true;
+    return false;
+  };
+  for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
+    if (listed(id) || m.sat->PhaseExcluded(id) || !(m.sat->Affinity(id) < -10.0)) continue;
+    if (id >= 16 && id <= 18 && (listed(16) || listed(17) || listed(18))) continue;
+    res.message = "Left out oversaturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
+                  ", affinity " + std::to_string(m.sat->Affinity(id)) + " J";
+    return res;
+  }
+  res.converged = true;
+  return res;
+}
+
+}  // namespace cx

@@ -1,0 +1,162 @@
+// The stable-assemblage minimizer (MimimizeG): the assemblage of least Gibbs free energy of a
+// system of given moles of liquid components.
+//
+// CalcStablePhases repeats a Newton step on the free energy, taken as an equality-constrained
+// quadratic program (mass balance, and liquid components held at their floor), and damps it by a
+// step length.  Around that inner iteration it reviews the assemblage, dropping a phase whose
+// affinity strays from zero or whose moles vanish and adding the most oversaturated phase; around
+// that, at fixed enthalpy, entropy or volume, a secant search moves the temperature (or the
+// pressure) until the system's enthalpy, entropy or volume meets its target.
+//
+// The state vector X has Ncomp entries: X(1..15) the moles of the liquid components, then the
+// moles of the endmembers of each phase of Phaselist, in list order, PhaseEndCount entries per
+// phase whether or not each endmember is present.  At most 60 entries.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/array.h"
+#include "solver/equilibrium_model.h"
+#include "solver/scalar_minimizer.h"
+#include "ui/port.h"
+
+namespace cx {
+
+inline constexpr int kMaxStateVector = 60;   // entries of Xstable
+inline constexpr int kMaxListedPhases = 15;  // entries of Phaselist
+inline constexpr int kLiquidComponents = thermo_data::kNumLiquidComponents;
+inline constexpr double kLiquidFloor = 1e-8;  // Floor: least moles of a liquid component
+inline constexpr double kSolidFloor = 1e-9;   // FloorSolid: least moles of an endmember
+inline constexpr int kMaxSecantPasses = 14;
+inline constexpr int kMaxDropPasses = 20;
+
+// The minimizer's state that lives between calls: the solution and its assemblage (a column
+// keeps Xstable, Phaselist and PhaseCount per node and hands them in), the system's moles, the
+// mode with its targets, and the system sums the last call left.
+struct MinimizerState {
+  MinimizerState();
+
+  Array1<double> Xstable;  // 1..60, moles
+  Array1<int> Phaselist;   // 0..15, phase ids from index 1
+  int PhaseCount = 0;
+  Array1<double> BulkMoles;  // 1..15, moles of liquid components in the system
+
+  // Exactly one of the modes is set by the caller.
+  bool ConstantT = true, ConstantH = false, ConstantS = false, ConstantV = false;
+  // System volume (J/bar), enthalpy (J) and entropy (J/K); in the matching mode the target.
+  double Vsystem = 0.0, Hsystem = 0.0, Ssystem = 0.0;
+  double CpSystem = 0.0, CpLiquid = 0.0;      // J/K
+  Array1<double> SolidMoles;                  // 1..15, liquid components held in solids, at exit
+  double dTdH = 0.0, dTdS = 0.0, dPdV = 0.0;  // last secant slopes
+
+  // Set by Make_Gv.
+  double Gsystem = 0.0, MassSystem = 0.0;
+  double GLiqTotal = 0.0, VLiqTotal = 0.0, HLiqTotal = 0.0, SLiqTotal = 0.0;
+  Array2<double> PhaseMoles;          // 1..38 by 1..15, filled in the drop test
+  Array1<double> PhaseG, PhaseCpSum;  // 1..38
+
+  // Length of the state vector at the last exit.
+  int Ncomp = kLiquidComponents;
+};
+
+// What one call did, for the tests and the front ends.
+struct MinimizerCounters {
+  int innerSteps = 0;      // inner iterations (steps E)
+  int quadraticSteps = 0;  // of which took a quadratic step
+  int reviews = 0;         // assemblage reviews (Count = 1)
+  int outerPasses = 0;     // passes of the secant search (OuterCount)
+  int adds = 0, drops = 0;
+  double lastHsqpFlag = 0.0;
+  int hsqpDependentRows = 0;  // quadratic steps whose constraints HSQP found dependent (-2)
+};
+
+// The working context of one thread: the model it evaluates and the call's work arrays, sized
+// once.  Nothing here carries meaning from one call to the next.
+struct MinimizerContext {
+  MinimizerContext(EquilibriumModel& model, Port& port);
+
+  EquilibriumModel* model;
+  Port* port;
+  double machEps;
+  int node = 0;             // shown in the progress report
+  Array1<double> liquidMW;  // 1..15, g/mol of each liquid component
+
+  // Locals of CalcStablePhases that outlive a step.
+  Array1<double> Nhat, Xold, Gv, Dvec, mult;
+  Array1<bool> NegOK;
+  Array2<double> Hess, Cmat, Ctrans;
+  Array1<int> ConstraintList;  // 1..15
+  int ConstraintCount = 0;
+  int Mc = kLiquidComponents;
+  double Vtot = 0.0, Stot = 0.0, Htot = 0.0, Cptot = 0.0;  // outputs of the last Make_Gv
+  // Work of the kernels, of the phase blocks and of the liquid block.
+  Array1<double> up, h, g, rnorm, blockX, muLower, muEntry, muAtX, trial;
+  Array1<int> ip;
+  Array2<double> block;
+  Array1<int> order;  // 1..38, phases by affinity
+  BrentRecord brent;
+  MinimizerCounters counters;
+  std::vector<std::string> messages;  // what the minimizer itself reported in the last call
+};
+
+// --- the parts of the minimizer ----------------------------------------------------------
+
+// Seeds 1e-5 of each listed phase (at its saturation composition) into Nhat behind entry 15 and
+// takes it from the liquid, whose components stay at the floor where the system has them.
+// Sets Ncomp and NegOK (whether an endmember may go negative).  Phase 38 adds no entries.
+void SetNhat(MinimizerContext& ctx, const MinimizerState& st, int& Ncomp, Array1<double>& Nhat,
+             Array1<bool>& NegOK);
+
+// Gv: the chemical potential of each entry of X (0 for an absent endmember), and the system sums
+// Gsystem, MassSystem, Vtot, Stot, Htot, Cptot.  With Recompute the liquid potentials and the
+// saturation state of the listed phases are evaluated at X first.
+void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Array1<double>& Gv,
+             const Array1<double>& X, int Ncomp, bool Recompute, int& ErrFlag);
+
+// The Hessian of the free energy: the liquid block by central differences of the liquid
+// potentials, and the mixing block of each listed solution at its saturation composition.
+// X is perturbed and restored; the liquid potentials are left at X.
+void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>& Hess,
+                 Array1<double>& X, int Ncomp, double T, double P);
+// The liquid block by the literal order of evaluations (one perturbation per pair of
+// components); CalcHessian gives the same numbers with one perturbation per component.  Kept to
+// prove that.
+void calcLiquidHessianByPairs(MinimizerContext& ctx, Array2<double>& Hess, Array1<double>& X,
+                              double T, double P);
+
+// The constraint matrix: mass balance (15 rows) and the liquid components held at the floor,
+// and its transpose.  False (reported) when the walk over the phases does not end at Ncomp.
+bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Ncomp,
+                 Array2<double>& Cmat, Array2<double>& Ctrans, int ConstraintCount,
+                 const Array1<int>& ConstraintList);
+
+// Htot - Hsystem at fixed H, Stot - Ssystem at fixed S, Vtot - Vsystem at fixed V, else 0.
+double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot);
+
+// --- the minimizer -----------------------------------------------------------------------
+
+// T (K) and P (bar) in out: the secant modes move one of them.  ErrFlag is handed to the
+// saturation state.  Results stand in `st`; failures set ErrorFlag of the model's diagnostics
+// and are reported there.  HaltFlag ends the call at the top of the next inner iteration.
+void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, double& P,
+                      int& ErrFlag);
+
+// --- the result for front ends -----------------------------------------------------------
+
+struct MinimizerResult {
+  bool converged = false;
+  bool halted = false;
+  std::string message;  // the first report of the call, or the reason it is not converged
+  MinimizerCounters counters;
+  double T = 0.0, P = 0.0;
+};
+
+// Clears ErrorFlag, runs CalcStablePhases and judges the outcome: not converged when the call
+// reported an error or was halted, when a listed phase is oversaturated by more than 100 J, or
+// when the target of a search mode was missed by more than its tolerance, or when a phase that
+// may precipitate is left out although oversaturated by more than 10 J.
+MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st, double T,
+                                      double P);
+
+}  // namespace cx

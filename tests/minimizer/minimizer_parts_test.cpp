@@ -1,0 +1,137 @@
+// The parts of the minimizer: the Hessian against the literal order of its evaluations and the
+// symmetry of second derivatives, the constraint matrix against the stoichiometry, the seed and
+// the residual of the search modes.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "minimizer_fixture.h"
+#include "solver/minimizer_internal.h"
+
+namespace cx::test {
+namespace {
+
+TEST(MinimizerParts, LiquidHessianMatchesThePairwiseOrderBitForBitAndIsSymmetric) {
+  MinimizerSetup s(kBasalt, 1200.0 + 273.15, 1000.0);
+  MinimizerState& st = s.st;
+  // A liquid with one component at its floor (one-sided differences) and one absent.
+  Array1<double> X(1, kMaxStateVector);
+  for (int i = 1; i <= kLiquidComponents; ++i) X(i) = st.BulkMoles(i);
+  X(5) = kLiquidFloor;
+  X(14) = 0.0;
+  // Potentials at entry that differ from those at X: the first one-sided pair reads them.
+  Array1<double> other = X;
+  other(1) *= 1.1;
+  for (const bool atX : {true, false}) {
+    minimizer::liquidAt(s.ctx, atX ? X : other, s.T, s.P);
+    Array2<double> fast(1, kMaxStateVector, 1, kMaxStateVector);
+    Array2<double> pairs(1, kMaxStateVector, 1, kMaxStateVector);
+    Array1<double> X1 = X, X2 = X;
+    CalcHessian(s.ctx, st, fast, X1, kLiquidComponents, s.T, s.P);
+    const Array1<double> muAfterFast = s.model.MuLiq;
+    minimizer::liquidAt(s.ctx, atX ? X : other, s.T, s.P);
+    calcLiquidHessianByPairs(s.ctx, pairs, X2, s.T, s.P);
+    for (int i = 1; i <= kLiquidComponents; ++i) {
+      EXPECT_EQ(X1(i), X(i));
+      EXPECT_EQ(muAfterFast(i), s.model.MuLiq(i)) << "potentials left at X";
+      for (int j = 1; j <= kLiquidComponents; ++j)
+        EXPECT_EQ(fast(i, j), pairs(i, j)) << i << "," << j;
+    }
+    // d mu_i / d n_j = d mu_j / d n_i (central differences, away from the floor).
+    for (int i = 1; i <= kLiquidComponents; ++i)
+      for (int j = 1; j <= kLiquidComponents; ++j) {
+        if (i == 5 || j == 5 || X(i) == 0.0 || X(j) == 0.0) continue;
+        if (X(i) < 1e-5 || X(j) < 1e-5) continue;  // differences of h = 1e-7 too coarse there
+        EXPECT_NEAR(fast(i, j), fast(j, i), 1e-3 * std::max(std::fabs(fast(i, j)), 10.0))
+            << i << "," << j;
+      }
+  }
+  EXPECT_TRUE(s.diag.reports.empty());
+}
+
+TEST(MinimizerParts, SeedConstraintsAndGradientFollowTheStoichiometry) {
+  MinimizerSetup s(kBasalt, 1150.0 + 273.15, 1.0);
+  MinimizerState& st = s.st;
+  int err = 0;
+  minimizer::liquidAt(s.ctx, st.BulkMoles, s.T, s.P);
+  int all = 0;
+  PhaseCompositions(*s.model.sat, all, s.T, s.P, s.model.MuLiq, st.BulkMoles, err);
+  // Plagioclase and olivine: two endmembers each.
+  st.PhaseCount = 2;
+  st.Phaselist(1) = 2;
+  st.Phaselist(2) = 1;
+  Array1<double> Nhat(1, kMaxStateVector);
+  Array1<bool> negOK(1, kMaxStateVector);
+  for (int i = 1; i <= kLiquidComponents; ++i) Nhat(i) = st.BulkMoles(i);
+  int Ncomp = 0;
+  SetNhat(s.ctx, st, Ncomp, Nhat, negOK);
+  const int n2 = s.model.activity->PhaseEndCount(2), n1 = s.model.activity->PhaseEndCount(1);
+  ASSERT_EQ(Ncomp, kLiquidComponents + n2 + n1);
+  // The seed holds 1e-5 mol of each phase at its saturation composition, taken from the liquid:
+  // the constraint matrix times the seeded vector is the bulk again.
+  Array2<double> C(1, 30, 1, kMaxStateVector), Ct(1, kMaxStateVector, 1, 30);
+  Array1<int> list(1, kLiquidComponents);
+  list(1) = 14;  // one liquid component held at its floor
+  ASSERT_TRUE(MakeMatrixC(s.ctx, st, kLiquidComponents + 1, Ncomp, C, Ct, 1, list));
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    double total = 0.0;
+    for (int c = 1; c <= Ncomp; ++c) total += C(i, c) * Nhat(c);
+    if (st.BulkMoles(i) > 1e-5) {
+      EXPECT_NEAR(total, st.BulkMoles(i), 1e-15) << i;
+    }
+  }
+  for (int c = 1; c <= Ncomp; ++c) {
+    EXPECT_EQ(C(16, c), c == 14 ? 1.0 : 0.0);
+    for (int r = 1; r <= 16; ++r) EXPECT_EQ(Ct(c, r), C(r, c));
+  }
+  double seeded = 0.0;
+  for (int c = kLiquidComponents + 1; c <= Ncomp; ++c) seeded += Nhat(c);
+  EXPECT_NEAR(seeded, 2e-5, 1e-12);
+  // The gradient is the potentials; the system's G is the sum of moles times potentials, and
+  // for each phase G = H - T S (mu = h - T s for every endmember).
+  Make_Gv(s.ctx, st, s.T, s.P, s.ctx.Gv, Nhat, Ncomp, false, err);
+  double g = 0.0;
+  for (int c = 1; c <= Ncomp; ++c) g += s.ctx.Gv(c) * Nhat(c);
+  EXPECT_NEAR(st.Gsystem, g, 1e-9 * std::fabs(g));
+  int c = kLiquidComponents;
+  for (int k = 1; k <= 2; ++k) {
+    const int id = st.Phaselist(k);
+    double h = 0.0, sEntropy = 0.0;
+    for (int j = 1; j <= s.model.activity->PhaseEndCount(id); ++j) {
+      ++c;
+      if (s.model.sat->PhaseX(id, j) == 0.0) continue;
+      h += Nhat(c) * s.model.sat->PhaseH(id, j);
+      sEntropy += Nhat(c) * s.model.sat->PhaseS(id, j);
+    }
+    EXPECT_NEAR(st.PhaseG(id), h - s.T * sEntropy, 1e-7 * std::fabs(h)) << id;
+  }
+  EXPECT_NEAR(st.PhaseG(2) + st.PhaseG(1) + st.GLiqTotal, st.Gsystem, 1e-9 * std::fabs(g));
+  EXPECT_EQ(st.Hsystem, s.ctx.Htot);  // not the target mode: the sums are written
+  // A walk that does not end at Ncomp is reported.
+  EXPECT_FALSE(MakeMatrixC(s.ctx, st, kLiquidComponents, Ncomp + 1, C, Ct, 0, list));
+  ASSERT_EQ(s.diag.reports.size(), 1u);
+  EXPECT_EQ(s.diag.reports[0], " error in subroutine MakeMatrixC.");
+}
+
+TEST(MinimizerParts, EnergyResidualByMode) {
+  MinimizerState st;
+  st.Hsystem = 10.0;
+  st.Ssystem = 20.0;
+  st.Vsystem = 30.0;
+  struct Row {
+    bool t, h, s, v;
+    double expected;
+  };
+  for (const Row& r :
+       {Row{true, false, false, false, 0.0}, Row{false, true, false, false, -9.0},
+        Row{false, false, true, false, -18.0}, Row{false, false, false, true, -27.0}}) {
+    st.ConstantT = r.t;
+    st.ConstantH = r.h;
+    st.ConstantS = r.s;
+    st.ConstantV = r.v;
+    EXPECT_EQ(EnergyResidual(st, 1.0, 2.0, 3.0), r.expected);
+  }
+}
+
+}  // namespace
+}  // namespace cx::test

@@ -1,0 +1,251 @@
+// The stable-assemblage minimizer against conservation of mass, the equilibrium conditions
+// (affinities of listed phases near zero, none left out oversaturated), thermodynamic identities
+// and its own warm start.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "minimizer_fixture.h"
+
+namespace cx::test {
+namespace {
+
+constexpr double kC = 273.15;
+
+// The second liquid has no entries of its own in the state vector; it is kept out of the
+// equilibrium cases so that they test the solids (see SecondLiquidIsReported).
+ModelOptions withoutSecondLiquid() {
+  ModelOptions o;
+  o.PhaseExcluded(38) = true;
+  return o;
+}
+
+void expectEquilibrium(MinimizerSetup& s, const std::string& label) {
+  SCOPED_TRACE(label + ": " + s.assemblage());
+  const MinimizerState& st = s.st;
+  // Mass balance per liquid component: liquid plus solids equal the bulk.
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    const double total = st.Xstable(i) + st.SolidMoles(i);
+    EXPECT_NEAR(total, st.BulkMoles(i), 1e-10 * std::max(st.BulkMoles(i), 1e-3))
+        << "component " << i;
+    EXPECT_GE(st.Xstable(i), 0.0) << "component " << i;
+  }
+  // The solids' share recomputed independently from the phase stoichiometry.
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    double solid = 0.0;
+    int c = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      for (int j = 1; j <= s.model.activity->PhaseEndCount(id); ++j)
+        solid += s.model.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+    }
+    EXPECT_NEAR(solid, st.SolidMoles(i), 1e-12) << "component " << i;
+  }
+  for (int k = 1; k <= st.PhaseCount; ++k) {
+    const int id = st.Phaselist(k);
+    EXPECT_LT(std::fabs(s.model.sat->Affinity(id)), 100.0) << s.model.phases.PhaseNames(id);
+    EXPECT_GT(s.phaseMass(k), 0.0) << s.model.phases.PhaseNames(id);
+  }
+  for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
+    bool listed = false;
+    for (int k = 1; k <= st.PhaseCount; ++k) listed = listed || st.Phaselist(k) == id;
+    if (listed || s.model.sat->PhaseExcluded(id)) continue;
+    EXPECT_GE(s.model.sat->Affinity(id), -10.0) << "left out: " << s.model.phases.PhaseNames(id);
+  }
+  // The masses add up to the 100 g of the bulk.
+  double mass = s.liquidMass();
+  for (int k = 1; k <= st.PhaseCount; ++k) mass += s.phaseMass(k);
+  // (to the agreement of the endmembers' molar masses with the oxides').
+  EXPECT_NEAR(mass, 100.0, 1e-5);
+}
+
+struct Case {
+  const char* name;
+  Oxides ox;
+  double tempC, pBar;
+  // A phase dropped during a call at fixed T cannot come back in that call; where that leaves
+  // an oversaturated phase out, the next call (warm, as the column makes it) brings it in.
+  bool needsSecondCall = false;
+};
+
+TEST(StableAssemblage, EquilibriumOfRocksAcrossConditions) {
+  const Case cases[] = {
+      {"basalt 1150 C 1 bar", kBasalt, 1150.0, 1.0},
+      {"basalt 1150 C 2 kbar", kBasalt, 1150.0, 2000.0},
+      {"basalt 1250 C 1 bar", kBasalt, 1250.0, 1.0},
+      {"andesite 1050 C 1 kbar", kAndesite, 1050.0, 1000.0},
+      {"andesite 1000 C 3 kbar", kAndesite, 1000.0, 3000.0},
+      {"wet dacite 900 C 2 kbar", kWetDacite, 900.0, 2000.0},
+      {"wet dacite 1000 C 5 kbar", kWetDacite, 1000.0, 5000.0},
+      {"picrite 1300 C 1 bar", kPicrite, 1300.0, 1.0, true},
+      {"picrite 1200 C 5 kbar", kPicrite, 1200.0, 5000.0},
+  };
+  for (const Case& c : cases) {
+    MinimizerSetup s(c.ox, c.tempC + kC, c.pBar, withoutSecondLiquid());
+    MinimizerResult r = s.solve();
+    if (c.needsSecondCall) {
+      EXPECT_FALSE(r.converged) << c.name << ": the first call now suffices";
+      EXPECT_NE(r.message.find("Left out oversaturated phase"), std::string::npos) << r.message;
+      s.port.progress.clear();
+      r = s.solve();
+    }
+    EXPECT_TRUE(r.converged) << c.name << ": " << r.message;
+    EXPECT_TRUE(s.diag.reports.empty()) << c.name << ": " << s.diag.reports.front();
+    EXPECT_EQ(s.T, c.tempC + kC) << "fixed T moved";
+    EXPECT_EQ(s.P, c.pBar);
+    EXPECT_GT(s.st.PhaseCount, 0) << c.name;
+    expectEquilibrium(s, c.name);
+    // The progress went through the port, once per inner step and once at exit.
+    EXPECT_EQ(static_cast<int>(s.port.progress.size()), r.counters.innerSteps + 1);
+  }
+}
+
+TEST(StableAssemblage, AboveTheLiquidusTheLiquidStandsAlone) {
+  MinimizerSetup s(kBasalt, 1400.0 + kC, 1000.0, withoutSecondLiquid());
+  const MinimizerResult r = s.solve();
+  ASSERT_TRUE(r.converged) << r.message;
+  EXPECT_EQ(s.st.PhaseCount, 0);
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    EXPECT_EQ(s.st.Xstable(i), s.st.BulkMoles(i));
+    EXPECT_EQ(s.st.SolidMoles(i), 0.0);
+  }
+  EXPECT_EQ(s.st.CpSystem, s.st.CpLiquid);
+  // The liquid's heat capacity of 100 g lies near the published 1.2-1.5 J/g/K of basalt melts.
+  EXPECT_GT(s.st.CpLiquid, 110.0);
+  EXPECT_LT(s.st.CpLiquid, 160.0);
+  // dH/dT = Cp by a difference of two solves.
+  const double h0 = s.st.Hsystem, s0 = s.st.Ssystem;
+  MinimizerSetup hot(kBasalt, 1401.0 + kC, 1000.0, withoutSecondLiquid());
+  hot.solve();
+  EXPECT_NEAR(hot.st.Hsystem - h0, s.st.CpSystem, 0.01 * s.st.CpSystem);
+  // dS/dT = Cp/T.
+  EXPECT_NEAR(hot.st.Ssystem - s0, s.st.CpSystem / (s.T + 0.5), 0.01 * s.st.CpSystem / s.T);
+}
+
+TEST(StableAssemblage, WarmStartReturnsTheSameState) {
+  MinimizerSetup s(kBasalt, 1150.0 + kC, 1.0, withoutSecondLiquid());
+  ASSERT_TRUE(s.solve().converged);
+  const MinimizerState first = s.st;
+  const MinimizerResult r = s.solve();
+  ASSERT_TRUE(r.converged) << r.message;
+  ASSERT_EQ(s.st.PhaseCount, first.PhaseCount);
+  for (int k = 1; k <= first.PhaseCount; ++k) EXPECT_EQ(s.st.Phaselist(k), first.Phaselist(k));
+  for (int i = 1; i <= first.Ncomp; ++i)
+    // Within what the convergence test allows: successive targets within (1 - |X|) 1e-5.
+    EXPECT_NEAR(s.st.Xstable(i), first.Xstable(i), 1e-4) << "entry " << i;
+  // A warm start does fewer steps than the cold one.
+  EXPECT_LT(r.counters.innerSteps, 200);
+}
+
+TEST(StableAssemblage, FixedEntropyAndEnthalpyFindTheirTemperature) {
+  // The state at 1150 C gives the targets; a search from elsewhere must meet them and move T the
+  // right way.
+  MinimizerSetup ref(kBasalt, 1150.0 + kC, 1000.0, withoutSecondLiquid());
+  ASSERT_TRUE(ref.solve().converged);
+  struct Search {
+    bool entropy;
+    double startC;
+  };
+  for (const Search& q : {Search{true, 1165.0}, Search{false, 1140.0}}) {
+    MinimizerSetup s(kBasalt, q.startC + kC, 1000.0, withoutSecondLiquid());
+    s.st.ConstantT = false;
+    s.st.ConstantS = q.entropy;
+    s.st.ConstantH = !q.entropy;
+    s.st.Ssystem = ref.st.Ssystem;
+    s.st.Hsystem = ref.st.Hsystem;
+    const MinimizerResult r = s.solve();
+    SCOPED_TRACE(q.entropy ? "fixed S" : "fixed H");
+    EXPECT_TRUE(r.converged) << r.message;
+    EXPECT_GT(r.counters.outerPasses, 0);
+    if (q.entropy)
+      EXPECT_NEAR(s.st.Ssystem, ref.st.Ssystem, 1e-4);
+    else
+      EXPECT_NEAR(s.st.Hsystem, ref.st.Hsystem, 1.0);
+    // The temperature moved toward the reference, and near it.
+    if (q.startC > 1150.0)
+      EXPECT_LT(s.T, q.startC + kC);
+    else
+      EXPECT_GT(s.T, q.startC + kC);
+    EXPECT_NEAR(s.T, 1150.0 + kC, 2.0);
+    expectEquilibrium(s, q.entropy ? "fixed S" : "fixed H");
+  }
+}
+
+TEST(StableAssemblage, HaltEndsTheCallAtTheTopOfAnInnerIteration) {
+  MinimizerSetup s(kBasalt, 1150.0 + kC, 1.0, withoutSecondLiquid());
+  s.port.onTurn = [&](int turn) {
+    if (turn == 5) s.diag.HaltFlag = true;
+  };
+  const MinimizerResult r = s.solve();
+  EXPECT_TRUE(r.halted);
+  EXPECT_FALSE(r.converged);
+  EXPECT_EQ(s.port.turns, 5);
+  // No exit processing: the progress shows only the inner steps done.
+  EXPECT_EQ(static_cast<int>(s.port.progress.size()), r.counters.innerSteps);
+}
+
+TEST(StableAssemblage, FailuresAreNeverSilent) {
+  // Every outcome either holds the equilibrium conditions or says why not.  Among these are a
+  // listed second liquid, which has no entries of its own in the vector (the walks over the
+  // assemblage disagree), and solves that diverge to a negative liquid component.
+  const Case cases[] = {
+      {"wet dacite 900 C 2 kbar, second liquid allowed", kWetDacite, 900.0, 2000.0},
+      {"basalt 1100 C 2 kbar", kBasalt, 1100.0, 2000.0},
+      {"andesite 950 C 500 bar", kAndesite, 950.0, 500.0},
+  };
+  for (const Case& c : cases) {
+    const bool allowSecondLiquid = std::string(c.name).find("second liquid") != std::string::npos;
+    MinimizerSetup s(c.ox, c.tempC + kC, c.pBar,
+                     allowSecondLiquid ? ModelOptions{} : withoutSecondLiquid());
+    const MinimizerResult r = s.solve();
+    bool negative = false;
+    for (int i = 1; i <= kLiquidComponents; ++i) negative |= s.st.Xstable(i) < 0.0;
+    if (r.converged) {
+      expectEquilibrium(s, c.name);
+      continue;
+    }
+    EXPECT_FALSE(r.message.empty()) << c.name;
+    if (negative) {
+      EXPECT_EQ(r.message,
+                "Negative liquid component found in computation!\nAt exit of subroutine MimimizeG.")
+          << c.name;
+      EXPECT_TRUE(s.diag.ErrorFlag) << c.name;
+    }
+  }
+}
+
+TEST(StableAssemblage, CoolingBasaltCrystallizesInSequence) {
+  // 1 bar, from above the liquidus in steps of 10 K, each call warm from the last.
+  MinimizerSetup s(kBasalt, 1350.0 + kC, 1.0, withoutSecondLiquid());
+  double lastLiquid = 100.0 + 1e-9;
+  int firstSolidStep = -1, cpxStep = -1, oxideStep = -1, step = 0;
+  for (double tc = 1350.0; tc >= 1050.0; tc -= 10.0, ++step) {
+    s.T = tc + kC;
+    MinimizerResult r = s.solve();
+    if (!r.converged && r.message.find("Left out") != std::string::npos) r = s.solve();
+    ASSERT_TRUE(r.converged) << tc << " C: " << r.message;
+    // Liquid and gas together: at 1 bar the gas redissolves a little as the liquid cools.
+    double liquid = s.liquidMass();
+    std::string table;
+    for (int k = 1; k <= s.st.PhaseCount; ++k) {
+      const int id = s.st.Phaselist(k);
+      const std::string ab = trimmedText(s.model.sat->abbrev(id));
+      char buf[64];
+      std::snprintf(buf, sizeof buf, "  %s %.3f", ab.c_str(), s.phaseMass(k));
+      table += buf;
+      if (id == kGasPhaseId) liquid += s.phaseMass(k);
+      if (ab != "gas" && firstSolidStep < 0) firstSolidStep = step;
+      if (ab == "cpx" && cpxStep < 0) cpxStep = step;
+      if ((id == 6 || id == 13) && oxideStep < 0) oxideStep = step;  // ilmenite or magnetite
+    }
+    std::printf("%7.1f  %8.3f  %s\n", tc, s.liquidMass(), table.c_str());
+    EXPECT_LE(liquid, lastLiquid + 1e-6) << tc << " C";
+    lastLiquid = liquid;
+  }
+  EXPECT_GT(firstSolidStep, 0) << "the first state is above the liquidus";
+  EXPECT_GT(cpxStep, firstSolidStep) << "clinopyroxene after the first solid";
+}
+
+}  // namespace
+}  // namespace cx::test
