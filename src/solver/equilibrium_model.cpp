@@ -11,6 +11,9 @@ ModelOptions::ModelOptions()
   // leucite solid solutions are never used.
   ActivityFlags(1) = ActivityFlags(4) = false;
   PhaseExcluded(8) = PhaseExcluded(9) = true;
+  // The second liquid has no entries in the minimizer's state vector yet (SetNhat gives it
+  // none while MakeMatrixC walks it): until that is mended it stays out by default.
+  PhaseExcluded(38) = true;
 }
 
 EquilibriumModel::EquilibriumModel(const ThermoTables& thermoTables, const LiquidTables& lt,
