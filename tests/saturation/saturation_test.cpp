@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "ui/recording_port.h"
+#include "support/model_fixture.h"
 
 namespace cx {
 namespace {
@@ -18,16 +18,8 @@ Array1<double> morb() {
   return a;
 }
 
-struct Bench {
-  const ThermoTables tables = loadThermoTables();
-  const LiquidTables liquid = loadLiquidTables();
-  ModelOptions options;
-  RecordingDiagnostics diag;
-  RecordingPort port;
-  std::unique_ptr<EquilibriumModel> model;
-  explicit Bench(const ModelOptions& o = ModelOptions{}) : options(o) {
-    model = std::make_unique<EquilibriumModel>(tables, liquid, options, diag, port);
-  }
+struct Bench : test::ModelFixture {
+  using ModelFixture::ModelFixture;
   void at(double tempC, double pBar, const Array1<double>& oxides) {
     ASSERT_TRUE(model->setConditions(tempC + 273.15, pBar));
     ASSERT_TRUE(model->setLiquidOxides(oxides));

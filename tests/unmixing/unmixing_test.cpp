@@ -4,6 +4,8 @@
 // the saturation state itself at the liquidus found.
 #include <gtest/gtest.h>
 
+#include "support/model_fixture.h"
+
 #include <cmath>
 #include <memory>
 
@@ -18,17 +20,8 @@ namespace {
 
 constexpr double R = 8.3143;
 
-struct Fixture {
-  const ThermoTables tables = loadThermoTables();
-  const LiquidTables liquid = loadLiquidTables();
-  ModelOptions options;
-  RecordingDiagnostics diag;
-  RecordingPort port;
-  std::unique_ptr<EquilibriumModel> model;
-  explicit Fixture(const ModelOptions& o = ModelOptions{}) : options(o) {
-    model = std::make_unique<EquilibriumModel>(tables, liquid, options, diag, port);
-  }
-  SaturationContext& sat() { return *model->sat; }
+struct Fixture : test::ModelFixture {
+  using ModelFixture::ModelFixture;
   UnmixingContext& unmix() { return model->sat->unmix; }
 };
 
