@@ -1,6 +1,6 @@
 // The stable-assemblage minimizer on a tholeiitic basalt at 1150 °C and 1 bar: a cold solve at
-// fixed temperature, a warm one from its own result, and a solve at fixed entropy from 15 K
-// above the temperature that the entropy belongs to.
+// fixed temperature, a warm one from its own result, a warm one 10 K cooler, and a solve at
+// fixed entropy from 15 K above the temperature that the entropy belongs to.
 #include <benchmark/benchmark.h>
 
 #include "solver/stable_phases.h"
@@ -70,6 +70,24 @@ void BM_CalcStablePhasesWarm(benchmark::State& state) {
   state.counters["inner"] = s.ctx.counters.innerSteps;
 }
 BENCHMARK(BM_CalcStablePhasesWarm)->Unit(benchmark::kMillisecond);
+
+// Warm from the result of 1150 C, 10 K cooler: the step a cooling column takes.
+void BM_CalcStablePhasesWarmNextStep(benchmark::State& state) {
+  Setup s;
+  cx::MinimizerState solved = s.fresh();
+  double T = kT, P = 1.0;
+  int err = 0;
+  cx::CalcStablePhases(s.ctx, solved, T, P, err);
+  for (auto _ : state) {
+    cx::MinimizerState st = solved;
+    T = kT - 10.0;
+    P = 1.0;
+    cx::CalcStablePhases(s.ctx, st, T, P, err);
+    benchmark::DoNotOptimize(st.Xstable(1));
+  }
+  state.counters["inner"] = s.ctx.counters.innerSteps;
+}
+BENCHMARK(BM_CalcStablePhasesWarmNextStep)->Unit(benchmark::kMillisecond);
 
 void BM_CalcStablePhasesFixedS(benchmark::State& state) {
   Setup s;

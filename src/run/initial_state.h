@@ -12,10 +12,12 @@ namespace cx {
 // weight of node i + 1, not its own; an empty density is replaced by 27.0 (2.7 g/cm3).
 void PGradient(Column& column);
 
-// The initial state until the phase-equilibrium solver is wired in: every node all liquid with
-// its bulk composition and temperature.  Checks the temperatures and trace elements as the real
-// initial state does.  Sets ErrorFlag and shows the message on failure.
-void FindInitialAllLiquid(Column& column, const Settings& settings, Diagnostics& diag,
-                          Port& port);
+struct RunContext;
+
+// FindInitial: iteration 0 of a run.  Every node is first made all liquid (for the densities of
+// the pressure gradient and the liquid's entropy), then solved at its entered temperature from a
+// cold start; its assemblage, masses, densities, entropies and viscosity are stored.  Checks the
+// temperatures and the trace elements first.  Sets ErrorFlag and shows the message on failure.
+void FindInitial(RunContext& ctx);
 
 }  // namespace cx

@@ -11,9 +11,11 @@
 #include "persist/snapshot.h"
 #include "persist/text_format.h"
 #include "run/initial_state.h"
+#include "run/node_equilibrium.h"
 #include "thermo/activity.h"
 #include "transport/compaction.h"
 #include "transport/thermal_diffusion.h"
+#include "transport/update_bulk.h"
 
 namespace cx {
 namespace {
@@ -40,8 +42,11 @@ void showTime(Port& port, const char* valueLabel, const char* captionLabel,
 
 ProcessTable standardProcesses() {
   ProcessTable p;
-  p.FindInitial = [](RunContext& ctx) {
-    FindInitialAllLiquid(ctx.column, ctx.settings, ctx.log, ctx.port);
+  p.FindInitial = [](RunContext& ctx) { FindInitial(ctx); };
+  p.Equilibrate = [](RunContext& ctx) { Equilibrate(ctx); };
+  p.UpdateBulk = [](RunContext& ctx) {
+    int first = 1, last = ctx.column.NumNodes;
+    UpdateBulk(ctx.column, first, last, columnSolver(ctx).tables(), ctx.log);
   };
   p.TDiffusion = [](RunContext& ctx) { TDiffusion(ctx.column, ctx.settings, ctx.log, ctx.port); };
   return p;
@@ -61,6 +66,13 @@ std::string missingProcessMessage(const ProcessTable& p, const Settings& s) {
        "check \"Skip T Diffusion\"");
   need(s.run.chkSkipEquilibration == 0, p.Equilibrate, "equilibration",
        "check \"Skip Equilibration\"");
+  const bool equilibrating = s.run.chkSkipEquilibration == 0;
+  need(equilibrating && s.run.chkSkipVolumeCorrection == 0, p.AdjustNodes,
+       "node volume correction", "check \"Skip dV Correction\"");
+  need(equilibrating && s.optionBottomAccum, p.MakeCumulate, "crystal settling",
+       "choose \"Local\" under \"Magma crystallization behavior\"");
+  need(equilibrating && s.OptionDrip, p.Drip, "drip of the top node",
+       "choose \"Local\" under \"Magma crystallization behavior\"");
   need(s.run.chkSkipTrace == 0, p.UpdateTrace, "trace elements",
        "check \"Skip Trace Elements\"");
   need(s.run.chkSkipTrace == 0, p.UpdateBulk, "bulk bookkeeping",

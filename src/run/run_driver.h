@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "persist/event_log.h"
@@ -16,6 +17,7 @@
 namespace cx {
 
 struct RunContext;
+class ColumnSolver;
 
 // The processes of an iteration.  An empty entry is a process this build does not have: a setup
 // that needs it does not start (the message names the switch that skips it).  Tests replace
@@ -30,6 +32,9 @@ struct ProcessTable {
   Step InflateColumn;  // growth of the column; sets a new DeltaX
   Step MixMagma;
   Step Equilibrate;
+  Step MakeCumulate;  // crystals of the magma above the pile settle onto it
+  Step Drip;          // dense crystal-rich liquid of the top node sinks
+  Step AdjustNodes;   // node volumes after crystallization
   Step UpdateBulk;
   Step UpdateTrace;  // all nodes
 };
@@ -45,6 +50,8 @@ struct RunContext {
   std::filesystem::path folder;  // the working folder
   ProcessTable processes = standardProcesses();
   int iterationLimit = -1;  // a front end's limit on the iterations of this call (-1: none)
+  // The phase-equilibrium solver of this run, made at its first use (tables, model, context).
+  std::shared_ptr<ColumnSolver> solver;
 };
 
 struct RunOutcome {

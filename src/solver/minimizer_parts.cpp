@@ -23,7 +23,8 @@ MinimizerState::MinimizerState()
       SolidMoles(1, kLiquidComponents),
       PhaseMoles(1, kPhases, 1, kMaxEnd),
       PhaseG(1, kPhases),
-      PhaseCpSum(1, kPhases) {}
+      PhaseCpSum(1, kPhases),
+      settledBulk(1, kLiquidComponents) {}
 
 MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
     : model(&m),
@@ -51,7 +52,11 @@ MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
       trial(1, kMaxStateVector),
       ip(1, kMaxStateVector),
       block(1, kMaxEnd, 1, kMaxEnd),
-      order(1, kPhases) {
+      order(1, kPhases),
+      floorBasis(1, kLiquidComponents, 1, kMaxStateVector),
+      floorRow(1, kMaxStateVector),
+      HessCopy(1, kMaxStateVector, 1, kMaxStateVector),
+      GvCopy(1, kMaxStateVector) {
   // The molar mass of each liquid component: the mass of the oxides one mole of it is made of.
   Array1<double> unit(1, kLiquidComponents), wt(1, thermo_data::kNumOxides);
   for (int i = 1; i <= kLiquidComponents; ++i) {
@@ -314,6 +319,51 @@ bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Nc
   };
   runTrapped(m.diag, subroutineSuffix("MakeMatrixC"), body);
   return ok;
+}
+
+int dropDependentFloors(MinimizerContext& ctx, const MinimizerState& st, int Ncomp,
+                        int& ConstraintCount, Array1<int>& ConstraintList) {
+  if (ConstraintCount <= 0) return 0;
+  EquilibriumModel& m = *ctx.model;
+  const int nCols = Ncomp - kLiquidComponents;
+  // Rows of the floors kept, orthonormalized, in the rows of ctx.floorBasis.
+  Array2<double>& basis = ctx.floorBasis;
+  Array1<double>& row = ctx.floorRow;
+  const double tol = std::sqrt(ctx.machEps);
+  int kept = 0;
+  for (int k = 1; k <= ConstraintCount; ++k) {
+    const int i = ConstraintList(k);
+    int c = 0;
+    for (int q = 1; q <= st.PhaseCount; ++q) {
+      const int id = st.Phaselist(q);
+      for (int j = 1; j <= m.activity->PhaseEndCount(id) && c < nCols; ++j) {
+        ++c;
+        row(c) = m.sat->PhaseX(id, j) != 0.0 ? m.phases.PhaseStoich(id, j, i) : 0.0;
+      }
+    }
+    for (++c; c <= nCols; ++c) row(c) = 0.0;
+    double norm0 = 0.0;
+    for (c = 1; c <= nCols; ++c) norm0 += row(c) * row(c);
+    norm0 = std::sqrt(norm0);
+    // Twice, as modified Gram-Schmidt wants for rows that are nearly dependent.
+    for (int pass = 0; pass < 2; ++pass)
+      for (int b = 1; b <= kept; ++b) {
+        double dot = 0.0;
+        for (c = 1; c <= nCols; ++c) dot += basis(b, c) * row(c);
+        for (c = 1; c <= nCols; ++c) row(c) -= dot * basis(b, c);
+      }
+    double norm = 0.0;
+    for (c = 1; c <= nCols; ++c) norm += row(c) * row(c);
+    norm = std::sqrt(norm);
+    if (!(norm0 > 0.0) || !(norm > tol * norm0)) continue;
+    ++kept;
+    for (c = 1; c <= nCols; ++c) basis(kept, c) = row(c) / norm;
+    ConstraintList(kept) = i;
+  }
+  const int dropped = ConstraintCount - kept;
+  for (int k = kept + 1; k <= ConstraintCount; ++k) ConstraintList(k) = 0;
+  ConstraintCount = kept;
+  return dropped;
 }
 
 double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot) {

@@ -3,6 +3,8 @@
 // the inner iteration hands control back to the review by setting Count to 1.
 #include "solver/stable_phases.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 
@@ -40,6 +42,13 @@ struct Run {
   int Ncomp = kN;
   int Count = 1;
   int DropPasses = 0, OuterCount = 0, LastDropped = 0;
+  // The affinity of the phase dropped last as the present review found it (the review itself
+  // overwrites it), and how often a dropped phase was let back in this call.
+  double lastDroppedAffinity = 1e6;
+  std::array<int, kPhases + 1> readmissions{};  // by phase id
+  // The final steps on a settled assemblage (see finish()).
+  bool polishing = false, polished = false;
+  int polishSteps = 0;
   double Steplength = 0.0, Norm = 0.0, XNorm = 0.0, MaxStep = 1.0, FloorStep = 1.0;
   // The secant search.
   double x0 = 0.0, x1 = 0.0, r0 = 0.0, r1 = 0.0, firstStep = 0.0, searchTol = 0.0;
@@ -117,6 +126,96 @@ struct Run {
     --st.PhaseCount;
   }
 
+  // Whether the state handed in is already the equilibrium of this call: its vector fits the
+  // list, it keeps mass balance with this bulk, the review would neither drop nor add a phase,
+  // a search mode's target is met, and either a call at this very T, P and bulk left it, or one
+  // Newton step from it moves it by less than kSettledTolerance.  Such a state is returned as it
+  // stands.  Iterating on it would only walk it within the precision of the phases' saturation
+  // compositions (1e-6 of the moles, with jumps to 1e-3 where a composition has two nearby
+  // solutions), so that a call repeated on its own result would not return that result.
+  bool incomingIsSettled() {
+    SaturationContext& sat = *m.sat;
+    Ncomp = listedLength();
+    // (A state kept outside, with Ncomp left at its default, is laid out by its list.)
+    if ((st.Ncomp != Ncomp && st.Ncomp != kN) || Ncomp == kN) return false;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return false;
+    // Mass balance with the present bulk, and the phases' moles.
+    for (int i = 1; i <= kN; ++i) {
+      double total = st.Xstable(i);
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          total += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+      }
+      if (st.Xstable(i) < 0.0 ||
+          std::fabs(total - st.BulkMoles(i)) > 1e-10 * std::max(st.BulkMoles(i), 1e-3))
+        return false;
+    }
+    // The review: every listed phase saturated and present, none left out oversaturated.
+    for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
+    liquidAt(ctx, ctx.Nhat, T, P);
+    satAll();
+    if (diag.ErrorFlag) return false;
+    auto listed = [&](int id) {
+      for (int k = 1; k <= st.PhaseCount; ++k)
+        if (st.Phaselist(k) == id) return true;
+      return false;
+    };
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      double moles = 0.0;
+      for (int j = 1; j <= endCount(id); ++j) moles += st.Xstable(++c);
+      if (!(std::fabs(sat.Affinity(id)) < 100.0) || moles < 1e-7) return false;
+    }
+    for (int id = 1; id <= kPhases; ++id) {
+      if (listed(id) || sat.PhaseExcluded(id) || !(sat.Affinity(id) < -10.0)) continue;
+      if (id >= 16 && id <= 18 && (listed(16) || listed(17) || listed(18))) continue;
+      return false;
+    }
+    // The target of a search mode.
+    makeGv(ctx.Nhat, false);
+    const double r = EnergyResidual(st, ctx.Htot, ctx.Stot, ctx.Vtot);
+    if (st.ConstantH && !(std::fabs(r) <= 1.0)) return false;
+    if (st.ConstantS && !(std::fabs(r) <= 1e-4)) return false;
+    if (st.ConstantV && !(std::fabs(r) <= 1e-5)) return false;
+    // The result of a call at this very temperature, pressure and bulk: that call's answer.
+    if (st.settled && st.settledT == T && st.settledP == P) {
+      bool sameBulk = true;
+      for (int i = 1; i <= kN; ++i) sameBulk = sameBulk && st.settledBulk(i) == st.BulkMoles(i);
+      if (sameBulk) return true;
+    }
+    // One Newton step, with the liquid components at their floor held there.
+    ctx.ConstraintCount = 0;
+    ctx.ConstraintList.erase();
+    for (int i = 1; i <= kN; ++i)
+      if (st.BulkMoles(i) > kLiquidFloor && st.Xstable(i) <= kLiquidFloor)
+        ctx.ConstraintList(++ctx.ConstraintCount) = i;
+    dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
+    ctx.Mc = kN + ctx.ConstraintCount;
+    for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
+    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+    const bool built = MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans,
+                                   ctx.ConstraintCount, ctx.ConstraintList);
+    CalcHessian(ctx, st, ctx.Hess, ctx.Nhat, Ncomp, T, P);
+    int krank = 0;
+    HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, Ncomp, ctx.machEps, ctx.up, ctx.h, ctx.g,
+         ctx.ip, ctx.rnorm, ctx.trial, krank, diag);
+    ctx.ConstraintCount = 0;
+    ctx.ConstraintList.erase();
+    ctx.Mc = kN;
+    if (!built || diag.ErrorFlag || ctx.rnorm(1) < 0.0) return false;
+    double sum = 0.0, xsum = 0.0;
+    for (int i = 1; i <= Ncomp; ++i) {
+      const double d = ctx.trial(i) - st.Xstable(i);
+      sum += d * d;
+      xsum += st.Xstable(i) * st.Xstable(i);
+    }
+    return std::isfinite(sum) && std::sqrt(sum) <= kSettledTolerance * std::sqrt(xsum);
+  }
+
   // A. Start.
   Stage start() {
     Ncomp = kN;
@@ -124,6 +223,11 @@ struct Run {
     ctx.ConstraintCount = 0;
     ctx.rnorm(1) = 0.0;
     gibbs();
+    if (st.PhaseCount > 0 && !diag.HaltFlag && !diag.ErrorFlag && incomingIsSettled()) {
+      ++ctx.counters.warmAccepted;
+      return Stage::G;
+    }
+    st.settled = false;  // until this call ends on an assemblage
     if (st.PhaseCount > 0) {
       for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
@@ -163,6 +267,7 @@ struct Run {
       for (int j = 1; j <= endCount(id); ++j) st.PhaseMoles(id, j) = st.Xstable(++c);
     }
     SaturationContext& sat = *m.sat;
+    if (LastDropped > 0) lastDroppedAffinity = sat.Affinity(LastDropped);
     const int startCount = st.PhaseCount;
     for (int k = 1; k <= startCount && st.PhaseCount != 0 && DropPasses <= kMaxDropPasses; ++k) {
       // A phase just dropped that got back into the list drops at once.
@@ -173,6 +278,7 @@ struct Run {
       for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
       if (std::fabs(sat.Affinity(id)) < 100.0 && moles >= 1e-7) continue;
       ++ctx.counters.drops;
+      polished = false;
       if (id != LastDropped) {
         LastDropped = id;
         for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) st.PhaseMoles(id, j) = 0.0;
@@ -244,10 +350,73 @@ struct Run {
       st.Phaselist(st.PhaseCount + 1) = id;  // a 16th phase is a subscript fault
       ++st.PhaseCount;
       ++ctx.counters.adds;
+      polished = false;
+      SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      return Stage::E;
+    }
+    // Nothing else wants to join or leave: the rest has converged without the phase dropped
+    // last.  If that one is still oversaturated here it was dropped on the way (its affinity
+    // strays while the assemblage around it changes), and it belongs to the assemblage: let it
+    // back, a few times per call at most so that a phase that truly alternates cannot cycle.
+    const int back = LastDropped;
+    if (back > 0 && back <= kPhases &&
+        readmissions[static_cast<std::size_t>(back)] < kMaxReadmissions &&
+        lastDroppedAffinity < -10.0 && !sat.PhaseExcluded(back) && !listed(back) &&
+        !(back >= 16 && back <= 18 && (listed(16) || listed(17) || listed(18)))) {
+      ++readmissions[static_cast<std::size_t>(back)];
+      ++ctx.counters.readmissions;
+      LastDropped = 0;
+      lastDroppedAffinity = 1e6;
+      st.Phaselist(st.PhaseCount + 1) = back;
+      ++st.PhaseCount;
+      ++ctx.counters.adds;
+      polished = false;
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
       return Stage::E;
     }
     return Stage::F;
+  }
+
+  // The quadratic program of the Newton step: the new target in Xstable.  The floors kept are
+  // independent, so HSQP should not find the constraints dependent; should it all the same (a
+  // row independent only to rounding), or give no finite answer, the step is solved again on
+  // mass balance alone, which is always of full rank (the liquid's identity block), and the
+  // floor-step limit of the line search keeps the liquid components at their floor.  A step
+  // that fails even so ends the call with a report: its target is not used.
+  bool quadraticStep() {
+    const int n = Ncomp;
+    for (int i = 1; i <= n; ++i) {
+      ctx.GvCopy(i) = ctx.Gv(i);
+      for (int j = 1; j <= n; ++j) ctx.HessCopy(i, j) = ctx.Hess(i, j);
+    }
+    auto solve = [&] {
+      int krank = 0;
+      HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, n, ctx.machEps, ctx.up, ctx.h, ctx.g,
+           ctx.ip, ctx.rnorm, st.Xstable, krank, diag);
+      ++ctx.counters.quadraticSteps;
+      ctx.counters.lastHsqpFlag = ctx.rnorm(1);
+      if (ctx.rnorm(1) == -2.0) ++ctx.counters.hsqpDependentRows;
+      if (ctx.rnorm(1) < 0.0) return false;
+      for (int i = 1; i <= n; ++i)
+        if (!std::isfinite(st.Xstable(i))) return false;
+      return true;
+    };
+    if (solve()) return true;
+    ++ctx.counters.massBalanceResolves;
+    for (int i = 1; i <= n; ++i) {
+      ctx.Gv(i) = ctx.GvCopy(i);
+      for (int j = 1; j <= n; ++j) ctx.Hess(i, j) = ctx.HessCopy(i, j);
+    }
+    ctx.ConstraintCount = 0;
+    ctx.ConstraintList.erase();
+    ctx.Mc = kN;
+    MakeMatrixC(ctx, st, ctx.Mc, n, ctx.Cmat, ctx.Ctrans, 0, ctx.ConstraintList);
+    if (solve()) return true;
+    for (int i = 1; i <= n; ++i) st.Xstable(i) = ctx.Xold(i);
+    diag.ErrorFlag = true;
+    reportFrom(ctx, "The quadratic step failed (HSQP flag " + std::to_string(ctx.rnorm(1)) +
+                        ") in subroutine MimimizeG.");
+    return false;
   }
 
   // E. One step.
@@ -260,6 +429,10 @@ struct Run {
       return Stage::B;
     }
     ++ctx.counters.innerSteps;
+    // A floor that repeats mass balance would make the constraints singular: let it go, and
+    // mass balance alone decides that component (see dropDependentFloors).
+    ctx.counters.floorsDropped +=
+        dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
     ctx.Mc = kN + ctx.ConstraintCount;
     for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
     for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
@@ -273,12 +446,7 @@ struct Run {
     if (Count == 1) {
       for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     } else {
-      int krank = 0;
-      HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, Ncomp, ctx.machEps, ctx.up, ctx.h, ctx.g,
-           ctx.ip, ctx.rnorm, st.Xstable, krank, diag);
-      ++ctx.counters.quadraticSteps;
-      ctx.counters.lastHsqpFlag = ctx.rnorm(1);
-      if (ctx.rnorm(1) == -2.0) ++ctx.counters.hsqpDependentRows;
+      if (!quadraticStep()) return Stage::Done;
       double sum = 0.0, xsum = 0.0;
       for (int i = Ncomp; i >= 1; --i) {
         const double d = st.Xstable(i) - Nhat(i);
@@ -356,6 +524,18 @@ struct Run {
     progress();
     // 16. Convergence, exactly so: a system with XNorm of 1 or more only ends by the count.
     const double tol = (1.0 - XNorm) * 1e-5;
+    if (polishing) {
+      ++polishSteps;
+      ++ctx.counters.polishSteps;
+      if (Norm <= kPolishTolerance * std::max(XNorm, 1e-3) || polishSteps >= kMaxPolishSteps) {
+        polishing = false;
+        polished = true;
+        Count = 1;
+      } else {
+        ++Count;
+      }
+      return Stage::B;
+    }
     if (Norm <= tol && Count > 15)
       Count = 1;
     else
@@ -364,9 +544,32 @@ struct Run {
     return Stage::B;
   }
 
+  // The length of the vector the list calls for; differs from Ncomp only after a phase went
+  // twice (its entries stay in Xstable, by design).
+  int listedLength() const {
+    int n = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < kPhases) n += endCount(st.Phaselist(k));
+    return n;
+  }
+
+  // The assemblage is settled and the search (if any) is done.  The inner iteration's own test
+  // accepts successive targets within about 1e-5 moles, and it converges only linearly (the
+  // phases' compositions follow the liquid one step behind, some 5 % closer per step), so that
+  // state can lie 1e-4 mol from the minimum.  Once per settled assemblage the iteration goes on
+  // until its step is below kPolishTolerance of the vector or for kMaxPolishSteps steps, which
+  // takes it some twenty times closer; the review that follows confirms the assemblage.
+  Stage finish() {
+    if (polished || st.PhaseCount == 0 || listedLength() != Ncomp) return Stage::G;
+    polishing = true;
+    polishSteps = 0;
+    Count = 16;
+    return Stage::E;
+  }
+
   // F. Settled assemblage: one secant update of T (or P) toward the target.
   Stage settled() {
-    if (st.ConstantT || OuterCount >= kMaxSecantPasses) return Stage::G;
+    if (st.ConstantT || OuterCount >= kMaxSecantPasses) return finish();
     LastDropped = 0;
     DropPasses = 0;
     for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
@@ -387,10 +590,14 @@ struct Run {
       } else {
         target = 0.0;
       }
-      if (target == 0.0) return Stage::G;
+      if (target == 0.0) return finish();
     }
     const double r = EnergyResidual(st, ctx.Htot, ctx.Stot, ctx.Vtot);
-    if (std::fabs(r) <= searchTol || target == 0.0) return Stage::G;
+    if (std::fabs(r) <= searchTol || target == 0.0) return finish();
+    // Near the target the residual of a state that only passed the inner test is mostly the
+    // error of that state (about 1e-3 J/K of entropy): the secant would chase it.  There the
+    // state is polished first and the residual taken again.
+    if (!polished && std::fabs(r) <= kPolishBand * searchTol) return finish();
     const double present = onP ? P : T;
     double next = present;
     if (OuterCount == 0) {
@@ -421,6 +628,7 @@ struct Run {
     }
     ++OuterCount;
     ctx.counters.outerPasses = OuterCount;
+    polished = false;  // a new temperature (or pressure): a new state to settle
     if (onP) {
       if (next - present > 100.0) next = present + 100.0;
       if (next - present < -100.0) next = present - 100.0;
@@ -494,6 +702,10 @@ struct Run {
         break;
       }
     st.Ncomp = Ncomp;
+    st.settled = !diag.ErrorFlag && st.PhaseCount > 0;
+    st.settledT = T;
+    st.settledP = P;
+    for (int i = 1; i <= kN; ++i) st.settledBulk(i) = st.BulkMoles(i);
   }
 
   void run() {
@@ -586,9 +798,9 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
       return res;
     }
   }
-  // A phase that may precipitate and is oversaturated, left out of the assemblage (a phase
-  // dropped in this call cannot come back before the temperature changes).  Silica, ilmenite and
-  // biotite exclude each other and are not counted against one listed.
+  // A phase that may precipitate and is oversaturated, left out of the assemblage (a phase that
+  // went more often than it may come back in one call).  Silica, ilmenite and biotite exclude
+  // each other and are not counted against one listed.
   auto listed = [&](int id) {
     for (int k = 1; k <= st.PhaseCount; ++k)
       if (st.Phaselist(k) == id) return true;

@@ -30,6 +30,18 @@ inline constexpr double kLiquidFloor = 1e-8;  // Floor: least moles of a liquid 
 inline constexpr double kSolidFloor = 1e-9;   // FloorSolid: least moles of an endmember
 inline constexpr int kMaxSecantPasses = 14;
 inline constexpr int kMaxDropPasses = 20;
+// The last steps on a settled assemblage go on until the step is below this fraction of the
+// vector's length, or for at most kMaxPolishSteps steps.
+inline constexpr double kPolishTolerance = 1e-7;
+inline constexpr int kMaxPolishSteps = 60;
+// A search mode polishes its state before a secant step once the residual is within this many
+// times the search's tolerance.
+inline constexpr double kPolishBand = 100.0;
+// A state handed in that the review would keep is returned as it stands when one Newton step
+// from it moves it by less than this fraction of the vector's length (see CalcStablePhases).
+inline constexpr double kSettledTolerance = 1e-5;
+// Times per call a phase dropped in that call may be let back once the rest has converged.
+inline constexpr int kMaxReadmissions = 8;
 
 // The minimizer's state that lives between calls: the solution and its assemblage (a column
 // keeps Xstable, Phaselist and PhaseCount per node and hands them in), the system's moles, the
@@ -58,6 +70,11 @@ struct MinimizerState {
 
   // Length of the state vector at the last exit.
   int Ncomp = kLiquidComponents;
+  // Whether the last call ended on an assemblage without error, and at which T (K), P (bar) and
+  // bulk: a call with the same three returns that state (see CalcStablePhases).
+  bool settled = false;
+  double settledT = 0.0, settledP = 0.0;
+  Array1<double> settledBulk;  // 1..15
 };
 
 // What one call did, for the tests and the front ends.
@@ -68,7 +85,12 @@ struct MinimizerCounters {
   int outerPasses = 0;     // passes of the secant search (OuterCount)
   int adds = 0, drops = 0;
   double lastHsqpFlag = 0.0;
-  int hsqpDependentRows = 0;  // quadratic steps whose constraints HSQP found dependent (-2)
+  int hsqpDependentRows = 0;    // quadratic steps whose constraints HSQP found dependent (-2)
+  int floorsDropped = 0;        // floors let go as repeating mass balance (dropDependentFloors)
+  int massBalanceResolves = 0;  // quadratic steps solved again on mass balance alone
+  int readmissions = 0;         // phases dropped and let back in this call
+  int polishSteps = 0;          // steps on the settled assemblage beyond the inner test
+  int warmAccepted = 0;         // 1 when the state handed in was returned as it stands
 };
 
 // The working context of one thread: the model it evaluates and the call's work arrays, sized
@@ -95,6 +117,12 @@ struct MinimizerContext {
   Array1<int> ip;
   Array2<double> block;
   Array1<int> order;  // 1..38, phases by affinity
+  // The floors' rows of stoichiometry (dropDependentFloors), and the quadratic program's
+  // Hessian and gradient kept for a second solve on mass balance alone.
+  Array2<double> floorBasis;
+  Array1<double> floorRow;
+  Array2<double> HessCopy;
+  Array1<double> GvCopy;
   BrentRecord brent;
   MinimizerCounters counters;
   std::vector<std::string> messages;  // what the minimizer itself reported in the last call
@@ -131,6 +159,16 @@ bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Nc
                  Array2<double>& Cmat, Array2<double>& Ctrans, int ConstraintCount,
                  const Array1<int>& ConstraintList);
 
+// Keeps of the liquid components held at their floor only those whose constraint is independent
+// of mass balance and of the floors kept before it, and closes up the list; returns how many it
+// let go.  Mass balance of component i reads X(i) + S(i, .) n = bulk(i), the floor X(i) = Floor;
+// together they fix S(i, .) n, the component's row of stoichiometry over the endmembers present
+// (PhaseX not 0).  A floor whose row is zero or a combination of the rows kept repeats mass
+// balance (inconsistently, unless by chance), so the quadratic program would be singular.  The
+// rows are tested in list order by Gram-Schmidt with a relative tolerance of sqrt(MachEps).
+int dropDependentFloors(MinimizerContext& ctx, const MinimizerState& st, int Ncomp,
+                        int& ConstraintCount, Array1<int>& ConstraintList);
+
 // Htot - Hsystem at fixed H, Stot - Ssystem at fixed S, Vtot - Vsystem at fixed V, else 0.
 double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot);
 
@@ -139,6 +177,14 @@ double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double
 // T (K) and P (bar) in out: the secant modes move one of them.  ErrFlag is handed to the
 // saturation state.  Results stand in `st`; failures set ErrorFlag of the model's diagnostics
 // and are reported there.  HaltFlag ends the call at the top of the next inner iteration.
+//
+// Beyond the literal algorithm: floors of liquid components that repeat mass balance are let go
+// before the quadratic step (dropDependentFloors); a phase dropped during the call comes back
+// once the rest has converged if it is still oversaturated by more than 10 J (at most
+// kMaxReadmissions times per phase); a settled assemblage is polished (kMaxPolishSteps); and a
+// state handed in that already is the equilibrium of the call (the review keeps it, a search
+// mode's target is met, and it was left by a call at the same T, P and bulk or one Newton step
+// moves it by less than kSettledTolerance) is returned as it stands.
 void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, double& P,
                       int& ErrFlag);
 

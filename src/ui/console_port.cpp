@@ -2,6 +2,8 @@
 
 #include <ostream>
 
+#include "base/clock.h"
+
 namespace cx {
 
 ConsolePort::ConsolePort(std::ostream& err, bool answer, const std::atomic<bool>* interrupt,
@@ -31,7 +33,9 @@ void ConsolePort::setLabel(std::string_view name, std::string_view text) {
 
 void ConsolePort::appendEvent(std::string_view text) {
   // Routine lines of the log stay in the log; reports (failures, repairs) reach the terminal.
-  if (text.rfind("Begin iteration: ", 0) == 0 || text.rfind("  Saved iteration: ", 0) == 0) return;
+  if (text.rfind("Begin iteration: ", 0) == 0 || text.rfind("  Saved iteration: ", 0) == 0 ||
+      isClockLine(text))
+    return;
   finishLine();
   err_ << text << '\n';
 }

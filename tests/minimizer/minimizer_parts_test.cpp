@@ -6,7 +6,12 @@
 #include <cmath>
 
 #include "minimizer_fixture.h"
+#include "solver/kernels/hsqp.h"
 #include "solver/minimizer_internal.h"
+
+#ifdef CUMULEX_HAVE_EIGEN
+#include <Eigen/Dense>
+#endif
 
 namespace cx::test {
 namespace {
@@ -111,6 +116,113 @@ TEST(MinimizerParts, SeedConstraintsAndGradientFollowTheStoichiometry) {
   EXPECT_FALSE(MakeMatrixC(s.ctx, st, kLiquidComponents, Ncomp + 1, C, Ct, 0, list));
   ASSERT_EQ(s.diag.reports.size(), 1u);
   EXPECT_EQ(s.diag.reports[0], " error in subroutine MakeMatrixC.");
+}
+
+#ifdef CUMULEX_HAVE_EIGEN
+// Rank of the first rows of C over the first n columns, by Eigen's pivoted QR.
+int rankOf(const Array2<double>& C, int rows, int n) {
+  Eigen::MatrixXd m(rows, n);
+  for (int r = 1; r <= rows; ++r)
+    for (int c = 1; c <= n; ++c) m(r - 1, c - 1) = C(r, c);
+  Eigen::ColPivHouseholderQR<Eigen::MatrixXd> qr(m);
+  qr.setThreshold(1e-10);
+  return static_cast<int>(qr.rank());
+}
+#endif
+
+TEST(MinimizerParts, FloorsThatRepeatMassBalanceAreLetGo) {
+  // Spinel, plagioclase and olivine listed; floors asked for every component the bulk has.  In
+  // turn: every endmember present; spinel's Cr and Ti endmembers absent (their components now
+  // have one carrier fewer, or none); only one endmember of each phase present.  The floors kept
+  // must leave the constraints of full row rank and keep the rank of all the floors asked for
+  // (nothing independent let go), and HSQP must take them without flagging dependent rows.
+  MinimizerSetup s(kBasalt, 1150.0 + 273.15, 1.0);
+  MinimizerState& st = s.st;
+  SaturationContext& sat = *s.model.sat;
+  int err = 0;
+  minimizer::liquidAt(s.ctx, st.BulkMoles, s.T, s.P);
+  s.model.setConditions(s.T, s.P);
+  int all = 0;
+  PhaseCompositions(sat, all, s.T, s.P, s.model.MuLiq, st.BulkMoles, err);
+  st.PhaseCount = 3;
+  st.Phaselist(1) = 7;
+  st.Phaselist(2) = 2;
+  st.Phaselist(3) = 1;
+  const ActivityContext& act = *s.model.activity;
+  for (int variant = 0; variant < 3; ++variant) {
+    SCOPED_TRACE("variant " + std::to_string(variant));
+    PhaseCompositions(sat, all, s.T, s.P, s.model.MuLiq, st.BulkMoles, err);
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      for (int j = 1; j <= act.PhaseEndCount(id); ++j) {
+        if (variant == 0) sat.PhaseX(id, j) = 1.0 / act.PhaseEndCount(id);
+        if (variant == 1 && id == 7) {
+          bool crOrTi = false;
+          for (int i = 1; i <= kLiquidComponents; ++i)
+            if (s.model.phases.PhaseStoich(id, j, i) != 0.0 &&
+                (trimmedText(s.model.tables.LiqFormula(i)).find("Cr") != std::string::npos ||
+                 trimmedText(s.model.tables.LiqFormula(i)).find("Ti") != std::string::npos))
+              crOrTi = true;
+          sat.PhaseX(id, j) = crOrTi ? 0.0 : 1.0 / act.PhaseEndCount(id);
+        }
+        if (variant == 2) sat.PhaseX(id, j) = j == 1 ? 1.0 : 0.0;
+      }
+    }
+    int Ncomp = 0;
+    Array1<double> Nhat(1, kMaxStateVector);
+    Array1<bool> negOK(1, kMaxStateVector);
+    for (int i = 1; i <= kLiquidComponents; ++i) Nhat(i) = st.BulkMoles(i);
+    SetNhat(s.ctx, st, Ncomp, Nhat, negOK);
+    Array1<int> list(1, kLiquidComponents);
+    int count = 0;
+    for (int i = 1; i <= kLiquidComponents; ++i)
+      if (st.BulkMoles(i) > kLiquidFloor) list(++count) = i;
+    const Array1<int> asked = list;
+    const int askedCount = count;
+    const int dropped = dropDependentFloors(s.ctx, st, Ncomp, count, list);
+    EXPECT_EQ(dropped, askedCount - count);
+    EXPECT_GT(dropped, 0) << "more floors than endmember columns cannot all be independent";
+    // The floors kept are among those asked, in their order.
+    for (int k = 1, q = 1; k <= count; ++k) {
+      while (q <= askedCount && asked(q) != list(k)) ++q;
+      EXPECT_LE(q, askedCount) << "kept floor " << list(k) << " was not asked or out of order";
+    }
+    // A floor whose component no present endmember carries is let go.
+    for (int k = 1; k <= count; ++k) {
+      const int i = list(k);
+      double carried = 0.0;
+      for (int q = 1; q <= st.PhaseCount; ++q) {
+        const int id = st.Phaselist(q);
+        for (int j = 1; j <= act.PhaseEndCount(id); ++j)
+          if (sat.PhaseX(id, j) != 0.0) carried += std::fabs(s.model.phases.PhaseStoich(id, j, i));
+      }
+      EXPECT_GT(carried, 0.0) << "component " << i;
+    }
+    const int mcKept = kLiquidComponents + count, mcAsked = kLiquidComponents + askedCount;
+    Array2<double> C(1, 30, 1, kMaxStateVector), Ct(1, kMaxStateVector, 1, 30);
+    ASSERT_TRUE(MakeMatrixC(s.ctx, st, mcKept, Ncomp, C, Ct, count, list));
+#ifdef CUMULEX_HAVE_EIGEN
+    EXPECT_EQ(rankOf(C, mcKept, Ncomp), mcKept);
+    Array2<double> Call(1, 30, 1, kMaxStateVector), Ctall(1, kMaxStateVector, 1, 30);
+    ASSERT_TRUE(MakeMatrixC(s.ctx, st, mcAsked, Ncomp, Call, Ctall, askedCount, asked));
+    EXPECT_EQ(rankOf(Call, mcAsked, Ncomp), mcKept);
+#endif
+    // The quadratic program on the floors kept: a positive definite A, any gradient.
+    Array2<double> A(1, kMaxStateVector, 1, kMaxStateVector);
+    Array1<double> F(1, kMaxStateVector), D(1, 30), X(1, kMaxStateVector), rn(1, 1);
+    for (int i = 1; i <= Ncomp; ++i) {
+      A(i, i) = 1.0 + i;
+      F(i) = -0.1 * i;
+    }
+    for (int i = 1; i <= kLiquidComponents; ++i) D(i) = st.BulkMoles(i);
+    for (int k = 1; k <= count; ++k) D(kLiquidComponents + k) = kLiquidFloor;
+    int krank = 0;
+    HSQP(A, F, C, D, mcKept, Ncomp, s.ctx.machEps, s.ctx.up, s.ctx.h, s.ctx.g, s.ctx.ip, rn, X,
+         krank, s.diag);
+    EXPECT_GE(rn(1), 0.0);
+    for (int k = 1; k <= count; ++k) EXPECT_NEAR(X(list(k)), kLiquidFloor, 1e-12);
+  }
+  EXPECT_TRUE(s.diag.reports.empty());
 }
 
 TEST(MinimizerParts, EnergyResidualByMode) {

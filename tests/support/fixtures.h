@@ -30,7 +30,7 @@ class ScratchFolder {
 };
 
 // A basaltic column of `nodes` nodes at `tempC`, 10 m long, that runs with thermal diffusion only
-// (every process that needs the phase solver is switched off).
+// (its initial state is solved; equilibration and every transport of mass are switched off).
 inline void makeBasaltColumn(Column& c, Settings& s, int nodes, double tempC = 1200.0) {
   c.NumNodes = nodes;
   c.Length = c.LengthR8 = 1000.0;
