@@ -51,7 +51,7 @@ struct RunContext {
   ProcessTable processes = standardProcesses();
   int iterationLimit = -1;  // a front end's limit on the iterations of this call (-1: none)
   // The phase-equilibrium solver of this run, made at its first use (tables, model, context).
-  std::shared_ptr<ColumnSolver> solver;
+  std::shared_ptr<ColumnSolver> solver{};
 };
 
 struct RunOutcome {
