@@ -178,45 +178,65 @@ bool loadNodeState(const Column& c, int i, EquilibriumModel& model, MinimizerSta
   return true;
 }
 
-bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
+namespace {
+
+// One solve of node i from `start`; false (ErrorFlag set) when it failed or returned a state with
+// a negative amount of liquid or of a phase: that is no equilibrium, whatever the search
+// reported, and storing it would hand the column negative masses.
+bool solveOnce(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
                MinimizerState& st, double& T, double& P) {
   Diagnostics& diag = model.diag;
   diag.ErrorFlag = false;
-  ctx.node = i;
   T = c.Temp(i);
   P = c.Press(i);
-  if (loadNodeState(c, i, model, st)) {
-    int errFlag = 0;
-    CalcStablePhases(ctx, st, T, P, errFlag);
-  } else {
-    diag.ErrorFlag = true;
-  }
+  int errFlag = 0;
+  CalcStablePhases(ctx, st, T, P, errFlag);
   if (diag.ErrorFlag) return false;
   model.setConditions(T, P);
-  // A state with a negative amount of liquid or of a phase is no equilibrium, whatever the
-  // search reported: storing it would hand the column negative masses.
+  auto refuse = [&](const std::string& what) {
+    diag.ErrorReport("  Node: " + std::to_string(i) + "  - " + what +
+                         " returned by the minimizer",
+                     false);
+    diag.ErrorFlag = true;
+    return false;
+  };
   for (int k = 1; k <= kN; ++k)
-    if (st.Xstable(k) < 0.0) {
-      diag.ErrorReport("  Node: " + std::to_string(i) + "  - negative liquid component " +
-                           std::to_string(k) + " returned by the minimizer",
-                       false);
-      diag.ErrorFlag = true;
-      return false;
-    }
+    if (st.Xstable(k) < 0.0) return refuse("negative liquid component " + std::to_string(k));
   const AssemblageSums sums = sumAssemblage(
       model, st.PhaseCount, [&](int k) { return st.Phaselist(k); },
       [&](int e) { return st.Xstable(e); });
   for (int k = 1; k <= st.PhaseCount; ++k) {
     const int id = st.Phaselist(k);
-    if (sums.phaseMass(id) < 0.0) {
-      diag.ErrorReport("  Node: " + std::to_string(i) + "  - negative mass of " +
-                           trimmedText(model.phases.PhaseNames(id)) + " returned by the minimizer",
-                       false);
-      diag.ErrorFlag = true;
-      return false;
-    }
+    if (sums.phaseMass(id) < 0.0)
+      return refuse("negative mass of " + trimmedText(model.phases.PhaseNames(id)));
   }
   return true;
+}
+
+}  // namespace
+
+bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
+               MinimizerState& st, double& T, double& P) {
+  Diagnostics& diag = model.diag;
+  ctx.node = i;
+  const MinimizerState request = st;  // the mode and its target
+  if (!loadNodeState(c, i, model, st)) {
+    diag.ErrorFlag = true;
+    return false;
+  }
+  const bool warm = st.PhaseCount > 0;
+  if (solveOnce(c, i, model, ctx, st, T, P)) return true;
+  if (!warm || diag.HaltFlag) return false;
+  // A search from the node's last assemblage can end in a state the minimizer cannot leave
+  // (a phase that should go, a floor it cannot free); from the liquid alone it finds its own way.
+  diag.ErrorReport("  Node: " + std::to_string(i) + "  - solved again from the liquid alone",
+                   false);
+  st = request;
+  loadNodeState(c, i, model, st);
+  st.PhaseCount = 0;
+  st.Phaselist.erase();
+  st.Xstable.erase();
+  return solveOnce(c, i, model, ctx, st, T, P);
 }
 
 void UpdatePhases(Column& c, int i, const EquilibriumModel& model) {
