@@ -1,8 +1,10 @@
 // The parts of the stable-assemblage minimizer: the seed of a new assemblage (SetNhat), the
 // gradient and system sums (Make_Gv), the Hessian (CalcHessian), the constraint matrix
 // (MakeMatrixC) and the residual of the secant search (EnergyResidual).
+#include <algorithm>
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "base/trap.h"
 #include "solver/minimizer_internal.h"
@@ -206,6 +208,7 @@ double liquidDerivative(double upper, double lower, bool central) {
 }
 
 }  // namespace
+
 
 void calcLiquidHessianByPairs(MinimizerContext& ctx, Array2<double>& Hess, Array1<double>& X,
                               double T, double P) {

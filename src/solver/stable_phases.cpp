@@ -54,16 +54,36 @@ struct Run {
   double x0 = 0.0, x1 = 0.0, r0 = 0.0, r1 = 0.0, firstStep = 0.0, searchTol = 0.0;
   double target = 0.0;
 
-  void gibbs() { m.setConditions(T, P); }
+  // The routine that first raised ErrorFlag in this call.  The liquid and saturation routines
+  // raise it without a report of their own (they run thousands of times here); the minimizer
+  // names the failure when it stops on it.
+  const char* failedIn = nullptr;
+  void note(const char* what) {
+    if (diag.ErrorFlag && failedIn == nullptr) failedIn = what;
+  }
 
-  void satAll() { saturationOf(ctx, st, 0, T, P, ErrFlag); }
+  void gibbs() {
+    m.setConditions(T, P);
+    note("the standard states (Gibbs)");
+  }
+
+  void liquid(const Array1<double>& X) {
+    liquidAt(ctx, X, T, P);
+    note("the liquid model (MoleFractions, u_Liquid)");
+  }
+  void satAll() {
+    saturationOf(ctx, st, 0, T, P, ErrFlag);
+    note("the saturation state (PhaseCompositions)");
+  }
   void satListed() {
     for (int k = 1; k <= st.PhaseCount; ++k) saturationOf(ctx, st, st.Phaselist(k), T, P, ErrFlag);
+    note("the saturation state (PhaseCompositions)");
   }
   int endCount(int id) const { return m.activity->PhaseEndCount(id); }
 
   void makeGv(const Array1<double>& X, bool recompute) {
     Make_Gv(ctx, st, T, P, ctx.Gv, X, Ncomp, recompute, ErrFlag);
+    note("Make_Gv");
   }
 
   // Nhat = Xold + (Xstable - Xold) * s with the clamp rule given.
@@ -120,6 +140,20 @@ struct Run {
     ctx.port->showProgress(info);
   }
 
+  // Removes the entries of the phase at list position k from X (laid out for the present list,
+  // Ncomp entries) when phases follow it, and clears the entries freed at the end.
+  void closeUpEntries(int k, Array1<double>& X) {
+    if (k >= st.PhaseCount) return;
+    int s = kN + 1;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) s += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    const int n = id < kPhases ? endCount(id) : 0;
+    if (n == 0) return;
+    for (int i = s; i <= Ncomp - n; ++i) X(i) = X(i + n);
+    for (int i = Ncomp - n + 1; i <= Ncomp; ++i) X(i) = 0.0;
+  }
+
   void removeFromList(int k) {
     for (int q = k; q < st.PhaseCount; ++q) st.Phaselist(q) = st.Phaselist(q + 1);
     st.Phaselist(st.PhaseCount) = 0;
@@ -133,7 +167,18 @@ struct Run {
   // stands.  Iterating on it would only walk it within the precision of the phases' saturation
   // compositions (1e-6 of the moles, with jumps to 1e-3 where a composition has two nearby
   // solutions), so that a call repeated on its own result would not return that result.
+  // A state that cannot even be evaluated is not settled; the evaluation is only a probe, so its
+  // failure does not fail the call: the iteration starts from the state as usual.
   bool incomingIsSettled() {
+    const bool settled = probeIncoming();
+    if (diag.ErrorFlag && !diag.HaltFlag) {
+      diag.ErrorFlag = false;
+      failedIn = nullptr;
+      return false;
+    }
+    return settled;
+  }
+  bool probeIncoming() {
     SaturationContext& sat = *m.sat;
     Ncomp = listedLength();
     // (A state kept outside, with Ncomp left at its default, is laid out by its list.)
@@ -155,7 +200,7 @@ struct Run {
     }
     // The review: every listed phase saturated and present, none left out oversaturated.
     for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
-    liquidAt(ctx, ctx.Nhat, T, P);
+    liquid(ctx.Nhat);
     satAll();
     if (diag.ErrorFlag) return false;
     auto listed = [&](int id) {
@@ -231,6 +276,7 @@ struct Run {
     if (st.PhaseCount > 0) {
       for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      note("SetNhat");
       Count = Ncomp > kN ? 2 : 1;
     } else {
       st.PhaseCount = 0;
@@ -246,7 +292,7 @@ struct Run {
   Stage top() {
     ctx.port->doEvents();
     if (diag.HaltFlag || diag.ErrorFlag) return Stage::Done;
-    liquidAt(ctx, ctx.Nhat, T, P);
+    liquid(ctx.Nhat);
     if (Count == 1 || st.PhaseCount == 0)
       satAll();
     else
@@ -282,14 +328,20 @@ struct Run {
       if (id != LastDropped) {
         LastDropped = id;
         for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) st.PhaseMoles(id, j) = 0.0;
+        // The entries of the phases behind it move up, in Xstable too: the next step takes Xold
+        // from Xstable, and a vector laid out for the old list would hand each phase behind the
+        // dropped one the moles of another phase's endmembers (mass balance lost, negative
+        // moles, and the iteration driven far off).  Dropping the last phase moves nothing.
+        closeUpEntries(k, st.Xstable);
         removeFromList(k);
         // The liquid is not restored here: the next step rebuilds it from Xold.
         for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = 0.0;
         Ncomp = kN;
-        liquidAt(ctx, ctx.Nhat, T, P);
+        liquid(ctx.Nhat);
         if (st.PhaseCount > 0) {
           satListed();
           SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+          note("SetNhat");
           makeGv(ctx.Nhat, false);
           return Stage::E;
         }
@@ -310,6 +362,19 @@ struct Run {
       return Stage::F;
     }
     return Stage::D;
+  }
+
+  // Phaselist holds 15 phases.  With 15 liquid components the phase rule admits at most 15
+  // phases in all at a fixed T and P, the liquid included, so a full list that wants another
+  // phase is an iteration gone astray, not an assemblage: the call ends with a report instead of
+  // writing past the list.
+  bool listFull(int id) {
+    if (st.PhaseCount < kMaxListedPhases) return false;
+    diag.ErrorFlag = true;
+    reportFrom(ctx, "Phase list full (" + std::to_string(kMaxListedPhases) + " phases) when " +
+                        trimmedText(m.phases.PhaseNames(id)) +
+                        " would join, in subroutine MimimizeG.");
+    return true;
   }
 
   // D. Add the most oversaturated phase that may join.
@@ -343,15 +408,18 @@ struct Run {
         // A refused candidate at the very end of the order counts as found.
         if (idx == kPhases) {
           SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+          note("SetNhat");
           return Stage::E;
         }
         continue;
       }
-      st.Phaselist(st.PhaseCount + 1) = id;  // a 16th phase is a subscript fault
+      if (listFull(id)) return Stage::Done;
+      st.Phaselist(st.PhaseCount + 1) = id;
       ++st.PhaseCount;
       ++ctx.counters.adds;
       polished = false;
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      note("SetNhat");
       return Stage::E;
     }
     // Nothing else wants to join or leave: the rest has converged without the phase dropped
@@ -363,6 +431,7 @@ struct Run {
         readmissions[static_cast<std::size_t>(back)] < kMaxReadmissions &&
         lastDroppedAffinity < -10.0 && !sat.PhaseExcluded(back) && !listed(back) &&
         !(back >= 16 && back <= 18 && (listed(16) || listed(17) || listed(18)))) {
+      if (listFull(back)) return Stage::Done;
       ++readmissions[static_cast<std::size_t>(back)];
       ++ctx.counters.readmissions;
       LastDropped = 0;
@@ -372,6 +441,7 @@ struct Run {
       ++ctx.counters.adds;
       polished = false;
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+      note("SetNhat");
       return Stage::E;
     }
     return Stage::F;
@@ -443,6 +513,7 @@ struct Run {
                 ctx.ConstraintList);
     makeGv(Nhat, false);
     CalcHessian(ctx, st, ctx.Hess, Nhat, Ncomp, T, P);
+    note("CalcHessian");
     if (Count == 1) {
       for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     } else {
@@ -507,6 +578,7 @@ struct Run {
     // 12. The multipliers: the potentials of the components.
     for (int i = 1; i <= Ncomp; ++i) ctx.mult(i) = ctx.Gv(i);
     Solve(Ncomp, kN, ctx.Ctrans, ctx.mult, diag);
+    note("the multipliers (Solve)");
     // 13. Components at their floor that the system wants to lower further are held there in
     // the next step.
     ctx.ConstraintCount = 0;
@@ -657,9 +729,9 @@ struct Run {
   void exit() {
     progress();
     st.SolidMoles.erase();
-    liquidAt(ctx, st.Xstable, T, P);  // the fractions first; the potentials again after Gibbs
+    liquid(st.Xstable);  // the fractions first; the potentials again after Gibbs
     gibbs();
-    liquidAt(ctx, st.Xstable, T, P);
+    liquid(st.Xstable);
     if (st.PhaseCount > 0) {
       satAll();
       MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, 0, ctx.ConstraintList);
@@ -701,6 +773,24 @@ struct Run {
                    "MimimizeG.");
         break;
       }
+    // A phase of negative mass is no equilibrium either, whatever the iteration made of it: a
+    // caller storing it would hand on negative amounts.
+    if (!diag.ErrorFlag) {
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        if (id >= kPhases) continue;  // no entries of its own
+        double mass = 0.0;
+        for (int j = 1; j <= endCount(id); ++j)
+          mass += st.Xstable(++c) * m.phases.PhaseEndMW(id, j);
+        if (mass < 0.0) {
+          diag.ErrorFlag = true;
+          reportFrom(ctx, "Negative mass of " + trimmedText(m.phases.PhaseNames(id)) +
+                              " found in computation!\nAt exit of subroutine MimimizeG.");
+          break;
+        }
+      }
+    }
     st.Ncomp = Ncomp;
     st.settled = !diag.ErrorFlag && st.PhaseCount > 0;
     st.settledT = T;
@@ -709,6 +799,15 @@ struct Run {
   }
 
   void run() {
+    runStages();
+    // A failure always says why: one that no report has named yet is named here.
+    if (diag.ErrorFlag && !diag.HaltFlag && ctx.messages.empty())
+      reportFrom(ctx, "Minimization stopped: " +
+                          std::string(failedIn != nullptr ? failedIn : "a routine it calls") +
+                          " failed at T = " + std::to_string(T) + " K, P = " + std::to_string(P) +
+                          " bar, in subroutine MimimizeG.");
+  }
+  void runStages() {
     Stage s = start();
     while (s != Stage::Done) {
       switch (s) {
@@ -792,7 +891,9 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
   for (int k = 1; k <= st.PhaseCount; ++k) {
     const int id = st.Phaselist(k);
     if (id < 1 || id > thermo_data::kNumPhases) continue;
-    if (m.sat->Affinity(id) < -100.0 && !m.sat->PhaseExcluded(id)) {
+    // Off saturation either way: oversaturated, or undersaturated and so due to dissolve (the
+    // review keeps a phase only within 100 J of saturation).
+    if (!(std::fabs(m.sat->Affinity(id)) < 100.0) && !m.sat->PhaseExcluded(id)) {
       res.message =
           "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id));
       return res;

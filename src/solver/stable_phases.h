@@ -199,7 +199,7 @@ struct MinimizerResult {
 };
 
 // Clears ErrorFlag, runs CalcStablePhases and judges the outcome: not converged when the call
-// reported an error or was halted, when a listed phase is oversaturated by more than 100 J, or
+// reported an error or was halted, when a listed phase is off saturation by 100 J or more, or
 // when the target of a search mode was missed by more than its tolerance, or when a phase that
 // may precipitate is left out although oversaturated by more than 10 J.
 MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st, double T,

@@ -36,7 +36,9 @@ void ConsolePort::appendEvent(std::string_view text) {
   if (text.rfind("Begin iteration: ", 0) == 0 || text.rfind("  Saved iteration: ", 0) == 0 ||
       isClockLine(text))
     return;
+  if (!shown_.emplace(text).second) return;
   finishLine();
+  if (shown_.size() == 1) err_ << "(each report is shown once here; CXlog.txt has them all)\n";
   err_ << text << '\n';
 }
 

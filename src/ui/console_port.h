@@ -6,6 +6,7 @@
 #include <atomic>
 #include <iosfwd>
 #include <map>
+#include <set>
 #include <string>
 
 #include "ui/port.h"
@@ -45,6 +46,8 @@ class ConsolePort : public Port {
   bool lineOpen_ = false;
   int currentNode_ = 0;
   std::map<std::string, std::string> labels_;
+  // Reports already shown: a repeat (a node skipped at every iteration) stays in the log only.
+  std::set<std::string> shown_;
 };
 
 }  // namespace cx

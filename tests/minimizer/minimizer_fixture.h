@@ -1,7 +1,11 @@
 // A model, a minimizer context and a state for one composition, ready to solve.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <memory>
 #include <string>
 
@@ -80,5 +84,48 @@ struct MinimizerSetup {
   MinimizerState st;
   double T = 0.0, P = 0.0;
 };
+
+// The conditions of an equilibrium: mass balance per component (liquid plus solids, and the
+// solids recomputed from the stoichiometry), no negative amount, listed phases saturated, none left
+// out oversaturated, and the masses of the parts adding up to the bulk.
+inline void expectEquilibrium(MinimizerSetup& s, const std::string& label) {
+  SCOPED_TRACE(label + ": " + s.assemblage());
+  const MinimizerState& st = s.st;
+  // Mass balance per liquid component: liquid plus solids equal the bulk.
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    const double total = st.Xstable(i) + st.SolidMoles(i);
+    EXPECT_NEAR(total, st.BulkMoles(i), 1e-10 * std::max(st.BulkMoles(i), 1e-3))
+        << "component " << i;
+    EXPECT_GE(st.Xstable(i), 0.0) << "component " << i;
+  }
+  // The solids' share recomputed independently from the phase stoichiometry.
+  for (int i = 1; i <= kLiquidComponents; ++i) {
+    double solid = 0.0;
+    int c = kLiquidComponents;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      for (int j = 1; j <= s.model.activity->PhaseEndCount(id); ++j)
+        solid += s.model.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+    }
+    EXPECT_NEAR(solid, st.SolidMoles(i), 1e-12) << "component " << i;
+  }
+  for (int k = 1; k <= st.PhaseCount; ++k) {
+    const int id = st.Phaselist(k);
+    EXPECT_LT(std::fabs(s.model.sat->Affinity(id)), 100.0) << s.model.phases.PhaseNames(id);
+    EXPECT_GT(s.phaseMass(k), 0.0) << s.model.phases.PhaseNames(id);
+  }
+  for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
+    bool listed = false;
+    for (int k = 1; k <= st.PhaseCount; ++k) listed = listed || st.Phaselist(k) == id;
+    if (listed || s.model.sat->PhaseExcluded(id)) continue;
+    EXPECT_GE(s.model.sat->Affinity(id), -10.0) << "left out: " << s.model.phases.PhaseNames(id);
+  }
+  // The masses add up to those of the bulk (100 g unless a test changed it), to the agreement of
+  // the endmembers' molar masses with the oxides'.
+  double mass = s.liquidMass(), bulkMass = 0.0;
+  for (int k = 1; k <= st.PhaseCount; ++k) mass += s.phaseMass(k);
+  for (int i = 1; i <= kLiquidComponents; ++i) bulkMass += st.BulkMoles(i) * s.ctx.liquidMW(i);
+  EXPECT_NEAR(mass, bulkMass, 1e-5);
+}
 
 }  // namespace cx::test

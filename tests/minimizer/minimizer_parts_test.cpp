@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 #include "minimizer_fixture.h"
 #include "solver/kernels/hsqp.h"
