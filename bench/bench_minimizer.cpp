@@ -54,6 +54,8 @@ void BM_CalcStablePhasesCold(benchmark::State& state) {
 }
 BENCHMARK(BM_CalcStablePhasesCold)->Unit(benchmark::kMillisecond);
 
+// Warm from the result of 1150 C, at the same temperature (arg 0) or 10 K cooler (arg 10: the
+// step a cooling column takes).
 void BM_CalcStablePhasesWarm(benchmark::State& state) {
   Setup s;
   cx::MinimizerState solved = s.fresh();
@@ -62,32 +64,14 @@ void BM_CalcStablePhasesWarm(benchmark::State& state) {
   cx::CalcStablePhases(s.ctx, solved, T, P, err);
   for (auto _ : state) {
     cx::MinimizerState st = solved;
-    T = kT;
+    T = kT - static_cast<double>(state.range(0));
     P = 1.0;
     cx::CalcStablePhases(s.ctx, st, T, P, err);
     benchmark::DoNotOptimize(st.Xstable(1));
   }
   state.counters["inner"] = s.ctx.counters.innerSteps;
 }
-BENCHMARK(BM_CalcStablePhasesWarm)->Unit(benchmark::kMillisecond);
-
-// Warm from the result of 1150 C, 10 K cooler: the step a cooling column takes.
-void BM_CalcStablePhasesWarmNextStep(benchmark::State& state) {
-  Setup s;
-  cx::MinimizerState solved = s.fresh();
-  double T = kT, P = 1.0;
-  int err = 0;
-  cx::CalcStablePhases(s.ctx, solved, T, P, err);
-  for (auto _ : state) {
-    cx::MinimizerState st = solved;
-    T = kT - 10.0;
-    P = 1.0;
-    cx::CalcStablePhases(s.ctx, st, T, P, err);
-    benchmark::DoNotOptimize(st.Xstable(1));
-  }
-  state.counters["inner"] = s.ctx.counters.innerSteps;
-}
-BENCHMARK(BM_CalcStablePhasesWarmNextStep)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CalcStablePhasesWarm)->Arg(0)->Arg(10)->Unit(benchmark::kMillisecond);
 
 void BM_CalcStablePhasesFixedS(benchmark::State& state) {
   Setup s;

@@ -377,6 +377,17 @@ struct Run {
     return true;
   }
 
+  // Phase id joins the list; the state vector gets its entries.
+  Stage join(int id) {
+    st.Phaselist(st.PhaseCount + 1) = id;
+    ++st.PhaseCount;
+    ++ctx.counters.adds;
+    polished = false;
+    SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
+    note("SetNhat");
+    return Stage::E;
+  }
+
   // D. Add the most oversaturated phase that may join.
   Stage add() {
     SaturationContext& sat = *m.sat;
@@ -414,13 +425,7 @@ struct Run {
         continue;
       }
       if (listFull(id)) return Stage::Done;
-      st.Phaselist(st.PhaseCount + 1) = id;
-      ++st.PhaseCount;
-      ++ctx.counters.adds;
-      polished = false;
-      SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-      note("SetNhat");
-      return Stage::E;
+      return join(id);
     }
     // Nothing else wants to join or leave: the rest has converged without the phase dropped
     // last.  If that one is still oversaturated here it was dropped on the way (its affinity
@@ -436,13 +441,7 @@ struct Run {
       ++ctx.counters.readmissions;
       LastDropped = 0;
       lastDroppedAffinity = 1e6;
-      st.Phaselist(st.PhaseCount + 1) = back;
-      ++st.PhaseCount;
-      ++ctx.counters.adds;
-      polished = false;
-      SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-      note("SetNhat");
-      return Stage::E;
+      return join(back);
     }
     return Stage::F;
   }
