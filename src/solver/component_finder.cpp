@@ -8,12 +8,13 @@
 #include "base/fault.h"
 #include "base/trap.h"
 #include "solver/kernels/cholesky.h"
+#include "thermo/constants.h"
 
 namespace cx {
 
 namespace {
 
-constexpr double kR = 8.3143;  // J/mol/K
+constexpr double kR = kGasConstant;
 constexpr int kMax = kMaxComponentUnknowns;
 constexpr double kRefused = 1e300;  // the sum of squares of a point the model refuses
 constexpr double kActivityFloor = 1e-16;

@@ -5,11 +5,12 @@
 
 #include "base/trap.h"
 #include "solver/saturation_state.h"
+#include "thermo/constants.h"
 
 namespace cx {
 namespace {
 
-constexpr double R = 8.3143;
+constexpr double R = kGasConstant;
 constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;  // 15: also the liquid's components
 constexpr int kMaxFree = kMaxEnd;
 constexpr int kMaxVarMetPasses = 500;     // guards only: the line search and the passes end

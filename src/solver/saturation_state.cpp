@@ -3,11 +3,12 @@
 #include <cmath>
 
 #include "base/trap.h"
+#include "thermo/constants.h"
 
 namespace cx {
 namespace {
 
-constexpr double R = 8.3143;
+constexpr double R = kGasConstant;
 constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;
 constexpr int kComponents = thermo_data::kNumLiquidComponents;
 
@@ -15,16 +16,27 @@ constexpr int kComponents = thermo_data::kNumLiquidComponents;
 // 7, 11 and 13 only with their non-ideal models.
 bool refined(const ActivityContext& act, int id) {
   switch (id) {
-    case 1: case 2: case 4: return true;
-    case 3: case 5: case 6: case 7: case 11: case 13: return !act.ActivityFlags(id);
-    default: return false;
+    case 1:
+    case 2:
+    case 4:
+      return true;
+    case 3:
+    case 5:
+    case 6:
+    case 7:
+    case 11:
+    case 13:
+      return !act.ActivityFlags(id);
+    default:
+      return false;
   }
 }
 
 }  // namespace
 
 SaturationContext::SaturationContext(const PhaseTable& phaseTable, const StandardState& state,
-                                     ActivityContext& activity, ComponentFinderContext& componentFinder,
+                                     ActivityContext& activity,
+                                     ComponentFinderContext& componentFinder,
                                      const Array1<bool>& phaseExcluded)
     : phases(&phaseTable),
       ss(&state),
@@ -75,7 +87,8 @@ struct EndmemberState {
 };
 EndmemberState endmemberState(const SaturationContext& sc, int id, int j) {
   const StandardState& ss = *sc.ss;
-  if (id == kLiquid2PhaseId) return {ss.G0Liq(j), ss.H0Liq(j), ss.S0Liq(j), ss.V0Liq(j), ss.Cp0Liq(j)};
+  if (id == kLiquid2PhaseId)
+    return {ss.G0Liq(j), ss.H0Liq(j), ss.S0Liq(j), ss.V0Liq(j), ss.Cp0Liq(j)};
   const int row = sc.endIndex(id, j);
   return {ss.G0End(row), ss.H0End(row), ss.S0End(row), ss.V0End(row), ss.Cp0End(row)};
 }
@@ -84,10 +97,16 @@ EndmemberState endmemberState(const SaturationContext& sc, int id, int j) {
 // ternary model, the pyroxenes with the larger models.
 bool unmixes(const ActivityContext& act, int id) {
   switch (id) {
-    case kLiquid2PhaseId: return true;
-    case 2: case 3: return !act.ActivityFlags(id);
-    case 4: case 5: return act.PyroxeneModel > 1;
-    default: return false;
+    case kLiquid2PhaseId:
+      return true;
+    case 2:
+    case 3:
+      return !act.ActivityFlags(id);
+    case 4:
+    case 5:
+      return act.PyroxeneModel > 1;
+    default:
+      return false;
   }
 }
 
@@ -148,8 +167,7 @@ bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<do
   if (sc.PhaseExcluded(id)) return true;
   if (id == 4 || id == 5)  // a call for phase 5 sets phase 4's row too: one mineral, two phases
     choosePolymorph(ss, 36, 37, 38, "oen", "cen", "pen", sc.pyroxeneRow, sc.pyroxeneAbbrev);
-  if (id == 16)
-    choosePolymorph(ss, 26, 27, 28, "qtz", "trd", "crs", sc.silicaRow, sc.silicaAbbrev);
+  if (id == 16) choosePolymorph(ss, 26, 27, 28, "qtz", "trd", "crs", sc.silicaRow, sc.silicaAbbrev);
 
   // The affinity of each endmember as a pure phase; endmembers the liquid cannot build are left
   // out.
@@ -294,10 +312,10 @@ void PhaseCompositions(SaturationContext& sc, int& Phase, double T, double P,
     if (!ok) {
       // The failure path: the phase keeps the affinity it has, the routine returns.
       if (diag.PauseOnError)
-        diag.ErrorReport(std::to_string(faultNumber) +
-                             " Error in subroutine PhaseCompositions; phase: " +
-                             sc.phases->PhaseNames(id),
-                         true);
+        diag.ErrorReport(
+            std::to_string(faultNumber) +
+                " Error in subroutine PhaseCompositions; phase: " + sc.phases->PhaseNames(id),
+            true);
       return;
     }
     if (skipNext) ++id;

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "base/fault.h"
+#include "thermo/constants.h"
 #include "thermo/feldspar.h"
 #include "thermo/olivine_opx.h"
 
@@ -10,7 +11,7 @@ namespace cx {
 
 namespace {
 
-constexpr double kR = 8.3143;  // J/mol/K
+constexpr double kR = kGasConstant;
 
 constexpr std::string_view kIdeal = "Ideal";
 constexpr std::string_view kSackGhiorso1989 = "Sack & Ghiorso, 1989";

@@ -1,11 +1,12 @@
 #include "thermo/feldspar.h"
 
 #include "base/fault.h"
+#include "thermo/constants.h"
 
 namespace cx {
 
 namespace {
-constexpr double kR = 8.3143;  // J/mol/K
+constexpr double kR = kGasConstant;
 }
 
 FeldsparEnergyResult FeldsparEnergy(const Array1<double>& G0End, double T, double P, double Xab,

@@ -10,12 +10,13 @@
 
 #include "base/array.h"
 #include "solver/scalar_minimizer.h"
+#include "thermo/constants.h"
 #include "thermo/data/fluid_constants_table.h"
 #include "thermo/thermo_tables.h"
 
 namespace cx {
 
-inline constexpr double kDuanR = 8.3143;         // J/mol/K
+inline constexpr double kDuanR = kGasConstant;   // J/mol/K
 inline constexpr double kDuanRbar = 0.08314467;  // bar dm3/mol/K, inside the equation of state
 inline constexpr double kDuanVolumeTol = 1e-7;   // relative tolerance of the reduced volume
 

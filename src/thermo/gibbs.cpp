@@ -5,6 +5,7 @@
 
 #include "base/fault.h"
 #include "base/trap.h"
+#include "thermo/constants.h"
 
 namespace cx {
 
@@ -153,7 +154,7 @@ void liquidWater(const ThermoTables& t, StandardState& ss, double T, double P) {
   // 16.6286 = 2R.
   ss.Cp0Liq(i) = Cpf - T * ((33676.0 * iT2 + KT) * 16.6286 + R * T * (-67352.0 * iT3 + KTT));
   // 16.6286 = 2R, 24.9429 = 3R, 3.96093252e-13 = 4R * 1.191e-14.
-  ss.V0Liq(i) = 8.3143 * (0.11 + 4.432e-5 * T + 1.405e-7 * T * T - 2.394e-11 * T * T * T) +
+  ss.V0Liq(i) = kGasConstant * (0.11 + 4.432e-5 * T + 1.405e-7 * T * T - 2.394e-11 * T * T * T) +
                 16.6286 * P * (7.337e-8 - 1.17e-8 * T - 9.502e-13 * T * T) +
                 24.9429 * P2 * (1.876e-10 + 4.586e-13 * T) - 3.96093252e-13 * P3;
 }

@@ -3,13 +3,14 @@
 #pragma once
 
 #include "base/diagnostics.h"
+#include "thermo/constants.h"
 #include "thermo/standard_state.h"
 #include "thermo/thermo_tables.h"
 
 namespace cx {
 
-inline constexpr double kGibbsR = 8.3143;  // J/mol/K
-inline constexpr double kTr = 298.15;      // K, the reference temperature
+inline constexpr double kGibbsR = kGasConstant;
+inline constexpr double kTr = 298.15;  // K, the reference temperature
 
 // Fills `ss` for the temperature T (K), the pressure of the liquid Pliq and of the solids Psolid
 // (bar).  LiqSiO2LowTSlope (J/mol/K, read from the setup) raises the free energy of liquid SiO2

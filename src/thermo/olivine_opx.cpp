@@ -5,12 +5,13 @@
 
 #include "base/fault.h"
 #include "base/trap.h"
+#include "thermo/constants.h"
 
 namespace cx {
 
 namespace {
 
-constexpr double kR = 8.3143;      // J/mol/K
+constexpr double kR = kGasConstant;
 constexpr double kRcal = 1.98726;  // cal/mol/K: the opx model is written in calories
 constexpr double kHalfRcal = 0.99363;
 

@@ -6,6 +6,7 @@
 
 #include "base/fault.h"
 #include "base/trap.h"
+#include "thermo/constants.h"
 #include "thermo/gibbs.h"
 
 namespace cx {
@@ -33,7 +34,7 @@ const char* const kNoIronBox = "Unable to calculate log f(O2) from components";
 
 // ln fO2 of the buffer at T on the standard states of `ss` (Gibbs at T and P already done).
 double bufferLnFO2(const StandardState& ss, std::string_view buffer, double T) {
-  const double RT = 8.3143 * T;
+  const double RT = kGasConstant * T;
   // Quartz-fayalite-magnetite on the most stable silica polymorph:
   // 3 Fe2SiO4 + O2 = 2 Fe3O4 + 3 SiO2.
   const double Gq = std::min({ss.G0End(26), ss.G0End(27), ss.G0End(28)});

@@ -13,13 +13,14 @@
 
 #include "base/array.h"
 #include "base/diagnostics.h"
+#include "thermo/constants.h"
 #include "thermo/standard_state.h"
 #include "thermo/thermo_tables.h"
 #include "ui/port.h"
 
 namespace cx {
 
-inline constexpr double kLiquidR = 8.3143;  // J/mol/K
+inline constexpr double kLiquidR = kGasConstant;
 
 // The constants of the liquid's mixing model, built by LiquidWijModule and read-only after.
 struct LiquidTables {
