@@ -297,8 +297,6 @@ void storeNodeResult(Column& c, int i, EquilibriumModel& m, const MinimizerState
     bulk += g;
   }
   for (int k = 1; k <= kOxides; ++k) c.BulkOx(i, k) *= 100.0 / bulk;
-  if (massSolid <= 0.0)
-    for (int k = 1; k <= kOxides; ++k) c.BulkOx(i, k) = c.LiqOx(i, k);
 
   c.MassLiq(i) = massLiq * f;
   c.MassSolid(i) = massSolid * f;
