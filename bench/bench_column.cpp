@@ -3,11 +3,11 @@
 
 #include <filesystem>
 
+#include "base/port.h"
 #include "persist/default_setup.h"
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "run/run_driver.h"
-#include "ui/port.h"
 
 namespace {
 

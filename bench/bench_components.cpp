@@ -7,10 +7,10 @@
 #include <memory>
 
 #include "base/diagnostics.h"
+#include "base/port.h"
+#include "base/scalar_minimizer.h"
 #include "solver/component_finder.h"
-#include "solver/scalar_minimizer.h"
 #include "thermo/gibbs.h"
-#include "ui/port.h"
 
 namespace {
 

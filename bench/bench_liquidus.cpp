@@ -4,8 +4,8 @@
 // included) and, for comparison, without the second liquid.
 #include <benchmark/benchmark.h>
 
+#include "base/port.h"
 #include "solver/liquidus.h"
-#include "ui/port.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 // fixed entropy from 15 K above the temperature that the entropy belongs to.
 #include <benchmark/benchmark.h>
 
+#include "base/port.h"
 #include "solver/stable_phases.h"
-#include "ui/port.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The saturation state of all 38 phases against a basaltic liquid at 1200 °C.
 #include <benchmark/benchmark.h>
 
+#include "base/port.h"
 #include "solver/equilibrium_model.h"
-#include "ui/port.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include "base/diagnostics.h"
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 
 namespace {

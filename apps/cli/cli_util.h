@@ -10,11 +10,11 @@
 #include <system_error>
 
 #include "base/array.h"
+#include "thermo/constants.h"
 #include "thermo/thermo_tables.h"
 
 namespace cx::cli {
 
-inline constexpr double kKelvinOffset = 273.15;
 inline constexpr double kMinTC = 100.0, kMaxTC = 3000.0;      // °C
 inline constexpr double kMinPBar = 1.0, kMaxPBar = 100000.0;  // bar
 

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "base/scalar_minimizer.h"
 #include "cli_util.h"
 #include "commands.h"
 #include "json.h"
-#include "solver/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 #include "thermo/redox.h"
 #include "thermo/silicate_liquid.h"
@@ -40,7 +40,6 @@ void fail(const Parts&... parts) {
   (std::cerr << ... << parts);
   std::cerr << '\n';
 }
-
 
 void printReports(const RecordingDiagnostics& diag, const RecordingPort& port) {
   for (const auto& m : diag.reports) fail(m);

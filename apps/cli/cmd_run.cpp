@@ -1,12 +1,14 @@
 // `cumulex run`, `cumulex show`, `cumulex load`: runs of the column and their saved iterations.
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <unistd.h>
 
+#include "base/text_format.h"
 #include "commands.h"
 #include "json.h"
 #include "persist/default_setup.h"
@@ -14,7 +16,6 @@
 #include "persist/files.h"
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
-#include "persist/text_format.h"
 #include "run/run_driver.h"
 #include "ui/console_port.h"
 
@@ -26,7 +27,9 @@ namespace fs = std::filesystem;
 // Ctrl-C asks the run to halt at its next turn.  A signal handler can only reach a flag of
 // static storage; nothing else in the program is global.
 std::atomic<bool> gInterrupted{false};
-extern "C" void onInterrupt(int) { gInterrupted = true; }
+extern "C" void onInterrupt(int) {
+  gInterrupted = true;
+}
 
 struct RunOptionsCli {
   std::string setup;
@@ -43,7 +46,8 @@ int runCommand(const RunOptionsCli& o) {
   const fs::path dir = fs::absolute(o.dir);
   fs::create_directories(dir, ec);
   if (ec) {
-    std::cerr << "cumulex: cannot create the working folder " << dir << ": " << ec.message() << '\n';
+    std::cerr << "cumulex: cannot create the working folder " << dir << ": " << ec.message()
+              << '\n';
     return 2;
   }
   const bool tty = isatty(STDERR_FILENO) != 0;
@@ -60,7 +64,8 @@ int runCommand(const RunOptionsCli& o) {
       return 2;
     }
     const auto text = readWholeFile(dir / std::string(kOutputFileName));
-    const int last = text ? lastCompleteIteration(*text, (dir / "CXoutput.txt").string(), *column) : -1;
+    const int last =
+        text ? lastCompleteIteration(*text, (dir / "CXoutput.txt").string(), *column) : -1;
     if (last < 0) {
       std::cerr << "cumulex: no saved iteration to continue from in " << dir << '\n';
       return 2;
@@ -106,7 +111,9 @@ int runCommand(const RunOptionsCli& o) {
   std::signal(SIGINT, SIG_DFL);
 
   const bool interrupted = gInterrupted.load();
-  std::cerr << (interrupted ? "Halted" : outcome.error ? "Stopped on an error" : "Finished")
+  std::cerr << (interrupted     ? "Halted"
+                : outcome.error ? "Stopped on an error"
+                                : "Finished")
             << " at iteration " << column->Iteration << ", model time "
             << formatNumber(column->TotalTime / kSecondsPerDay, "0.0000") << " days.\n";
   if (outcome.error && !outcome.message.empty()) std::cerr << outcome.message << '\n';
@@ -128,14 +135,14 @@ struct NodeColumnOut {
   Array1<double> Column::*array;
 };
 const NodeColumnOut kShowColumns[] = {
-    {"Temperature", &Column::Temp},     {"Pressure", &Column::Press},
-    {"F(liquid)", &Column::FLiq},       {"S(total)", &Column::STotal},
-    {"S(liquid)", &Column::SLiq},       {"S(solid)", &Column::SSolid},
-    {"Cp(bulk)", &Column::CpBulk},      {"Liq Density", &Column::RhoLiq},
+    {"Temperature", &Column::Temp},       {"Pressure", &Column::Press},
+    {"F(liquid)", &Column::FLiq},         {"S(total)", &Column::STotal},
+    {"S(liquid)", &Column::SLiq},         {"S(solid)", &Column::SSolid},
+    {"Cp(bulk)", &Column::CpBulk},        {"Liq Density", &Column::RhoLiq},
     {"Solid Density", &Column::RhoSolid}, {"Liq Viscosity", &Column::LiqVisc},
-    {"S(water)", &Column::SWater},      {"Rho(water)", &Column::RhoWater},
-    {"Mass(water)", &Column::MassWater}, {"Mass(solid)", &Column::MassSolid},
-    {"Mass(liquid)", &Column::MassLiq}, {"F(O2)", &Column::FO2},
+    {"S(water)", &Column::SWater},        {"Rho(water)", &Column::RhoWater},
+    {"Mass(water)", &Column::MassWater},  {"Mass(solid)", &Column::MassSolid},
+    {"Mass(liquid)", &Column::MassLiq},   {"F(O2)", &Column::FO2},
 };
 
 int showCommand(const std::string& dirName, int wanted, bool json) {
@@ -198,8 +205,9 @@ int showCommand(const std::string& dirName, int wanted, bool json) {
             << "Liq Density" << std::setw(12) << "Mass(solid)" << std::setw(8) << "Phases"
             << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq" << '\n';
   for (int i = c.NumNodes; i >= 1; --i) {
-    std::cout << std::setw(5) << i << std::setw(12) << formatNumber(c.Temp(i) - kKelvin, "0.000")
-              << std::setw(12) << formatNumber(c.Press(i), "0.000") << std::setw(11)
+    std::cout << std::setw(5) << i << std::setw(12)
+              << formatNumber(c.Temp(i) - kKelvinOffset, "0.000") << std::setw(12)
+              << formatNumber(c.Press(i), "0.000") << std::setw(11)
               << formatNumber(c.FLiq(i), "0.0000") << std::setw(12)
               << formatNumber(c.STotal(i), "0.0000") << std::setw(12)
               << formatNumber(c.RhoLiq(i) / 10.0, "0.0000") << std::setw(12)
@@ -240,11 +248,15 @@ int loadCommand(const std::string& dirName, int n, bool yes, bool makeInitial) {
 
 void addRunCommands(CLI::App& app, int& exitCode) {
   auto opts = std::make_shared<RunOptionsCli>();
-  auto* run = app.add_subcommand("run", "Run a column from a setup file (default: the embedded basaltic column)");
-  run->add_option("setup", opts->setup, "Setup file (.cxd); copied over the working copy")->check(CLI::ExistingFile);
+  auto* run = app.add_subcommand(
+      "run", "Run a column from a setup file (default: the embedded basaltic column)");
+  run->add_option("setup", opts->setup, "Setup file (.cxd); copied over the working copy")
+      ->check(CLI::ExistingFile);
   run->add_option("--dir", opts->dir, "Working folder (default ./cumulex-run)");
-  run->add_option("--iterations", opts->iterations, "Stop after this many iterations")->check(CLI::NonNegativeNumber);
-  auto* yes = run->add_flag("--yes", opts->yes, "Answer yes to every question (e.g. abort after a reported error)");
+  run->add_option("--iterations", opts->iterations, "Stop after this many iterations")
+      ->check(CLI::NonNegativeNumber);
+  auto* yes = run->add_flag("--yes", opts->yes,
+                            "Answer yes to every question (e.g. abort after a reported error)");
   run->add_flag("--no", opts->no, "Answer no to every question (the default)")->excludes(yes);
   run->add_flag("--continue", opts->continueRun,
                 "Continue the run of the working folder from its last saved iteration")
@@ -255,7 +267,8 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto showDir = std::make_shared<std::string>();
   auto showIter = std::make_shared<int>(-1);
   auto showJson = std::make_shared<bool>(false);
-  auto* show = app.add_subcommand("show", "Print the node table of a saved iteration (the last by default)");
+  auto* show =
+      app.add_subcommand("show", "Print the node table of a saved iteration (the last by default)");
   show->add_option("dir", *showDir, "Working folder of a run")->required();
   show->add_option("--iteration", *showIter, "Iteration to show");
   show->add_flag("--json", *showJson, "JSON keyed by the output file's labels");
@@ -265,12 +278,14 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto loadIter = std::make_shared<int>(0);
   auto loadYes = std::make_shared<bool>(false);
   auto loadInitial = std::make_shared<bool>(false);
-  auto* load = app.add_subcommand("load", "Load a saved iteration and cut the output file after it");
+  auto* load =
+      app.add_subcommand("load", "Load a saved iteration and cut the output file after it");
   load->add_option("dir", *loadDir, "Working folder of a run")->required();
   load->add_option("--iteration", *loadIter, "Iteration to keep as the last")->required();
   load->add_flag("--yes", *loadYes, "Confirm that the iterations after it are dropped");
-  load->add_flag("--make-initial", *loadInitial,
-                 "Make the loaded state iteration 0 of a new history (Set Current State as Initial)");
+  load->add_flag(
+      "--make-initial", *loadInitial,
+      "Make the loaded state iteration 0 of a new history (Set Current State as Initial)");
   load->callback(
       [=, &exitCode] { exitCode = loadCommand(*loadDir, *loadIter, *loadYes, *loadInitial); });
 }

@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
+#include "base/scalar_minimizer.h"
 #include "cli_util.h"
 #include "commands.h"
 #include "json.h"
-#include "solver/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 #include "thermo/thermo_tables.h"
 

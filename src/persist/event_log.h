@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "base/diagnostics.h"
-#include "ui/port.h"
+#include "base/port.h"
 
 namespace cx {
 

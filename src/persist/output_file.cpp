@@ -2,9 +2,9 @@
 
 #include <sstream>
 
+#include "base/text_format.h"
 #include "base/vb.h"
 #include "persist/files.h"
-#include "persist/text_format.h"
 #include "persist/text_reader.h"
 
 namespace cx {
@@ -38,14 +38,22 @@ struct NodeColumn {
   const char* format;  // nullptr: plain
 };
 const std::array<NodeColumn, 16> kNodeColumns = {{
-    {&Column::LiqVisc, "##.000000000"},  {&Column::RhoLiq, "##.000000000"},
-    {&Column::RhoSolid, "##.000000000"}, {&Column::Temp, "####.0000000"},
-    {&Column::Press, "####.000000"},     {&Column::FLiq, "0.00000000"},
-    {&Column::STotal, "####.000000"},    {&Column::SLiq, "####.000000"},
-    {&Column::SSolid, "####.000000"},    {&Column::CpBulk, "####.000000"},
-    {&Column::SWater, "####.000000"},    {&Column::RhoWater, "###.00000"},
-    {&Column::MassWater, "###.00000"},   {&Column::MassSolid, "###.0000"},
-    {&Column::MassLiq, "###.00000"},     {&Column::FO2, nullptr},
+    {&Column::LiqVisc, "##.000000000"},
+    {&Column::RhoLiq, "##.000000000"},
+    {&Column::RhoSolid, "##.000000000"},
+    {&Column::Temp, "####.0000000"},
+    {&Column::Press, "####.000000"},
+    {&Column::FLiq, "0.00000000"},
+    {&Column::STotal, "####.000000"},
+    {&Column::SLiq, "####.000000"},
+    {&Column::SSolid, "####.000000"},
+    {&Column::CpBulk, "####.000000"},
+    {&Column::SWater, "####.000000"},
+    {&Column::RhoWater, "###.00000"},
+    {&Column::MassWater, "###.00000"},
+    {&Column::MassSolid, "###.0000"},
+    {&Column::MassLiq, "###.00000"},
+    {&Column::FO2, nullptr},
 }};
 
 struct TraceTable {
@@ -136,8 +144,8 @@ void readBlock(TextReader& in, Column& c, int iteration) {
     for (int i = 1; i <= n; ++i) {
       in.readInt(node(i, "node number"));
       for (int j = 1; j <= kOxides; ++j)
-        (c.*t.array)(i, j) = in.readNumber(node(i, std::string(t.title) + " " +
-                                                          std::string(OxideNames[j])));
+        (c.*t.array)(i, j) =
+            in.readNumber(node(i, std::string(t.title) + " " + std::string(OxideNames[j])));
     }
   }
   in.readLine("Phase order");
@@ -178,7 +186,8 @@ void readBlock(TextReader& in, Column& c, int iteration) {
   c.LastAddition = in.readNumber("LastAddition");
   in.readLine("Top farfield temperature:");
   int lineNo = in.line();
-  const auto top = numbersOfLine(in.readLine("top far field"), in.fileName(), lineNo, "top far field");
+  const auto top =
+      numbersOfLine(in.readLine("top far field"), in.fileName(), lineNo, "top far field");
   in.readLine("Bottom farfield temperature:");
   lineNo = in.line();
   // Without a far field the lower row is empty; as the file's last line it may have no line end.
@@ -197,8 +206,10 @@ void readBlock(TextReader& in, Column& c, int iteration) {
     c.Temp.redimPreserve(k > 0 ? -k * n : 1, k > 0 ? (k + 1) * n : n);
     c.InitT.redimPreserve(k > 0 ? -k * n : 1, k > 0 ? (k + 1) * n : n);
   }
-  for (int m = 0; m < static_cast<int>(top.size()); ++m) c.Temp(n + 1 + m) = top[static_cast<std::size_t>(m)];
-  for (int m = 0; m < static_cast<int>(bottom.size()); ++m) c.Temp(-m) = bottom[static_cast<std::size_t>(m)];
+  for (int m = 0; m < static_cast<int>(top.size()); ++m)
+    c.Temp(n + 1 + m) = top[static_cast<std::size_t>(m)];
+  for (int m = 0; m < static_cast<int>(bottom.size()); ++m)
+    c.Temp(-m) = bottom[static_cast<std::size_t>(m)];
 }
 
 }  // namespace
@@ -287,8 +298,9 @@ bool WriteIteration(const std::filesystem::path& folder, const Column& column, b
   // The file only ever grows by whole blocks: each block goes out in one write.
   const bool ok = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
   if (!ok) {
-    diag.ErrorReport(" error writing CXoutput.txt\n            Check all input values for correctness",
-                     diag.PauseOnError);
+    diag.ErrorReport(
+        " error writing CXoutput.txt\n            Check all input values for correctness",
+        diag.PauseOnError);
     diag.ErrorFlag = true;
   }
   return ok;
@@ -301,8 +313,8 @@ std::vector<int> listIterations(const std::string& text) {
   return found;
 }
 
-IterationReadResult parseIteration(const std::string& text, const std::string& fileName,
-                                   int wanted, Column& column) {
+IterationReadResult parseIteration(const std::string& text, const std::string& fileName, int wanted,
+                                   Column& column) {
   IterationReadResult r;
   TextReader in(text, fileName);
   try {
@@ -330,14 +342,16 @@ IterationReadResult parseIteration(const std::string& text, const std::string& f
   return r;
 }
 
-IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted,
-                                  Column& column, Diagnostics& diag) {
+IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted, Column& column,
+                                  Diagnostics& diag) {
   diag.ErrorFlag = false;
   const auto path = folder / std::string(kOutputFileName);
   const auto text = readWholeFile(path);
   if (!text) {
     IterationReadResult r;
-    r.message = " error opening or reading CXoutput.txt\n            Check all input values for correctness";
+    r.message =
+        " error opening or reading CXoutput.txt\n            Check all input values for "
+        "correctness";
     diag.ErrorReport(r.message, false);
     diag.ErrorFlag = true;
     return r;
@@ -431,38 +445,6 @@ int replayIterations(const std::filesystem::path& folder, Column& column, Diagno
     diag.ErrorReport(e.what(), false);
   }
   return shown;
-}
-
-void refreshInitialProfiles(Column& c) {
-  auto mg = [](const Array2<double>& ox, int i) {
-    const double mgo = ox(i, 8) / OxideMW[8];
-    const double feo = ox(i, 6) / OxideMW[6];
-    return (mgo + feo) > 0.0 && ox(i, 8) != 0.0 && ox(i, 6) != 0.0 ? mgo / (feo + mgo) : 0.0;
-  };
-  for (int i = 1; i <= c.NumNodes; ++i) {
-    c.InitFLiq(i) = c.FLiq(i);
-    c.InitLiqVisc(i) = c.LiqVisc(i);
-    c.InitRhoLiq(i) = c.RhoLiq(i);
-    c.InitRhoSolid(i) = c.RhoSolid(i);
-    c.InitSLiq(i) = c.SLiq(i);
-    c.InitSSolid(i) = c.SSolid(i);
-    c.InitSTotal(i) = c.STotal(i);
-    c.InitMassWater(i) = c.MassWater(i);
-    c.InitFO2(i) = c.FO2(i);
-    for (int j = 1; j <= kOxides; ++j) {
-      c.InitLiqOx(i, j) = c.LiqOx(i, j);
-      c.InitSolidOx(i, j) = c.SolidOx(i, j);
-    }
-    for (int t = 1; t <= kTraces; ++t) {
-      c.InitTraceLiq(i, t) = c.TraceLiq(i, t);
-      c.InitTraceSolid(i, t) = c.TraceSolid(i, t);
-      c.InitTraceGas(i, t) = c.TraceGasPpm(i, t);
-    }
-    for (int k = 1; k <= kPhaseOrderSize; ++k) c.InitPhaseMass(i, k) = c.PhaseMass(i, k);
-    c.InitMgBulk(i) = mg(c.BulkOx, i);
-    c.InitMgLiq(i) = mg(c.LiqOx, i);
-    c.InitMgSolid(i) = mg(c.SolidOx, i);
-  }
 }
 
 }  // namespace cx

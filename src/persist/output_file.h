@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "base/diagnostics.h"
-#include "run/column.h"
-#include "ui/port.h"
+#include "base/port.h"
+#include "column/column.h"
 
 namespace cx {
 
@@ -26,19 +26,19 @@ bool WriteIteration(const std::filesystem::path& folder, const Column& column, b
 
 // The outcome of reading a block.
 struct IterationReadResult {
-  bool found = false;      // a block with that number exists
-  bool ok = false;         // it was read whole and loaded
-  int lastSeen = -1;       // the last iteration number met while searching
-  std::string message;     // what went wrong, naming the file and line
+  bool found = false;   // a block with that number exists
+  bool ok = false;      // it was read whole and loaded
+  int lastSeen = -1;    // the last iteration number met while searching
+  std::string message;  // what went wrong, naming the file and line
 };
 
 // Reads block `wanted` of an output text into `column`.  On any failure the column is untouched.
-IterationReadResult parseIteration(const std::string& text, const std::string& fileName,
-                                   int wanted, Column& column);
+IterationReadResult parseIteration(const std::string& text, const std::string& fileName, int wanted,
+                                   Column& column);
 // ReadIteration: the same on the output file of `folder`; reports failures through `diag`
 // and sets ErrorFlag.
-IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted,
-                                  Column& column, Diagnostics& diag);
+IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted, Column& column,
+                                  Diagnostics& diag);
 
 // The iteration numbers of the blocks of an output text, in file order.
 std::vector<int> listIterations(const std::string& text);
@@ -59,8 +59,5 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
 // replay).  Stops at the end of the file, when `frame` returns false, or on HaltFlag.
 int replayIterations(const std::filesystem::path& folder, Column& column, Diagnostics& diag,
                      const std::function<bool(int iteration)>& frame);
-
-// Refreshes the initial-profile copies (the reference curves) from the present state.
-void refreshInitialProfiles(Column& column);
 
 }  // namespace cx

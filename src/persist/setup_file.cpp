@@ -5,9 +5,9 @@
 #include <cmath>
 #include <sstream>
 
+#include "base/text_format.h"
 #include "base/vb.h"
 #include "persist/files.h"
-#include "persist/text_format.h"
 #include "persist/text_reader.h"
 
 namespace cx {
@@ -53,16 +53,14 @@ std::string padded(std::string_view name, std::size_t width) {
   return s;
 }
 
-std::string flagWord(bool b) { return formatBool(b); }
-std::string checkValue(int v) { return std::to_string(v); }
+std::string flagWord(bool b) {
+  return formatBool(b);
+}
+std::string checkValue(int v) {
+  return std::to_string(v);
+}
 
 }  // namespace
-
-std::string vwaterLabel(double vwater, double threshold) {
-  const double perDay = vwater * kSecondsPerDay;
-  return std::fabs(vwater) <= threshold ? formatNumber(perDay, "scientific")
-                                        : formatNumber(perDay, "###0.000000");
-}
 
 std::string setupText(const Column& c, const Settings& s) {
   Lines out;
@@ -93,9 +91,9 @@ std::string setupText(const Column& c, const Settings& s) {
   out.line("");
   out.line("");
   for (int n = 1; n <= c.NumNodes; ++n) {
-    out << formatNumber(c.InitT(n), "fixed") << ", "
-        << joined(1, kOxides, ", ",
-                  [&](int j) { return formatNumber(c.InitBulkOx(n, j), "###.00000"); });
+    out << formatNumber(c.InitT(n), "fixed") << ", " << joined(1, kOxides, ", ", [&](int j) {
+      return formatNumber(c.InitBulkOx(n, j), "###.00000");
+    });
     out.end();
     out.line(joined(1, kTraces, ", ",
                     [&](int t) { return formatNumber(c.InitBulkTrace(n, t), "fixed"); }));
@@ -131,10 +129,15 @@ std::string setupText(const Column& c, const Settings& s) {
   out.end();
   for (int k = 1; k <= 17; ++k) {
     switch (k) {
-      case 1: case 6: case 7: case 9:
+      case 1:
+      case 6:
+      case 7:
+      case 9:
         out.line(formatNumber(s.misc(k), "scientific"));
         break;
-      case 11: case 14: case 17:
+      case 11:
+      case 14:
+      case 17:
         out.line(trim(s.miscText(k)));
         break;
       default:
@@ -153,17 +156,17 @@ std::string setupText(const Column& c, const Settings& s) {
   out.line("");
   out.line("Run Options:");
   const RunOptions& r = s.run;
-  for (int v : {r.chkSkipEquilibration, r.chkSkipTDiffusion, r.chkSkipMassDiffusion,
-                r.chkSkipAdvection, r.chkSkipCompaction, r.chkSkipGas, r.chkSkipFarfield, r.chkTTop,
-                r.chkTBottom, r.chkSkipTrace, r.chkSkipVolumeCorrection, r.chkSkipInterpolate,
-                r.chkPauseOnError})
+  for (int v :
+       {r.chkSkipEquilibration, r.chkSkipTDiffusion, r.chkSkipMassDiffusion, r.chkSkipAdvection,
+        r.chkSkipCompaction, r.chkSkipGas, r.chkSkipFarfield, r.chkTTop, r.chkTBottom,
+        r.chkSkipTrace, r.chkSkipVolumeCorrection, r.chkSkipInterpolate, r.chkPauseOnError})
     out.line(checkValue(v));
   out.line("Mass D coefficients (diagonal only)");
   out.line(kMassDHeader);
   for (int i = 1; i <= kOxides; ++i) {
-    out << OxideNames[i] << ", "
-        << joined(1, kOxides, ", ",
-                  [&](int j) { return formatNumber(c.MassDiffCoef(i, j), "scientific"); });
+    out << OxideNames[i] << ", " << joined(1, kOxides, ", ", [&](int j) {
+      return formatNumber(c.MassDiffCoef(i, j), "scientific");
+    });
     out.end();
   }
   out << "Soret flag, " << checkValue(s.chkUseSoret);
@@ -182,11 +185,11 @@ std::string setupText(const Column& c, const Settings& s) {
   out << s.inflationTargetText << ", " << flagWord(s.optFillCenter) << ", "
       << flagWord(s.optFillTop);
   out.end();
-  out.line(joined(1, kOxides, ", ",
-                  [&](int j) { return formatNumber(c.InflationOx(j), "###.00000"); }));
+  out.line(
+      joined(1, kOxides, ", ", [&](int j) { return formatNumber(c.InflationOx(j), "###.00000"); }));
   out.line(joined(1, kTraces, ", \t", [&](int t) { return std::string(TraceNames[t]); }));
-  out.line(joined(1, kTraces, ",\t",
-                  [&](int t) { return formatNumber(c.InflationTrace(t), "fixed"); }));
+  out.line(
+      joined(1, kTraces, ",\t", [&](int t) { return formatNumber(c.InflationTrace(t), "fixed"); }));
   out.line("");
   out.line(formatNumber(c.SetupClosingValue, "fixed"));
   return out.str();
@@ -264,8 +267,7 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
     c.FluxRate = in.readNumber("FluxRate");
     const int lengthLine = in.line();
     c.Length = in.readNumber("Length");
-    s.setMiscText(misc::kTimeStepMultiplier,
-                  formatNumber(in.readNumber("tbInput(9)"), "0.00000"));
+    s.setMiscText(misc::kTimeStepMultiplier, formatNumber(in.readNumber("tbInput(9)"), "0.00000"));
     // A file made before the nodes were set says 1: it is taken as 10 nodes.
     if (nodes == 1) nodes = 10;
     if (nodes < 1 || nodes > kMaxNodes)
@@ -373,7 +375,8 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
 
     in.readLine("blank line");
     in.readLine("BigD Flags");
-    for (int k = 0; k <= 14; ++k) c.BigDFlags(k) = in.readBool("BigDFlags(" + std::to_string(k) + ")");
+    for (int k = 0; k <= 14; ++k)
+      c.BigDFlags(k) = in.readBool("BigDFlags(" + std::to_string(k) + ")");
     for (int k = 1; k <= 3; ++k) c.BigDTi(k) = in.readNumber("BigDTi(" + std::to_string(k) + ")");
     in.readLine("blank line");
     in.readLine("Graphic window options");
@@ -386,17 +389,19 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
     in.readLine("blank line");
     in.readLine("Run Options");
     RunOptions& r = s.run;
-    for (auto [field, name] :
-         {std::pair{&r.chkSkipEquilibration, "chkSkipEquilibration"},
-          {&r.chkSkipTDiffusion, "chkSkipTDiffusion"},
-          {&r.chkSkipMassDiffusion, "chkSkipMassDiffusion"},
-          {&r.chkSkipAdvection, "chkSkipAdvection"}, {&r.chkSkipCompaction, "chkSkipCompaction"},
-          {&r.chkSkipGas, "chkSkipGas"}, {&r.chkSkipFarfield, "chkSkipFarfield"},
-          {&r.chkTTop, "chkTTop"}, {&r.chkTBottom, "chkTBottom"},
-          {&r.chkSkipTrace, "chkSkipTrace"},
-          {&r.chkSkipVolumeCorrection, "chkSkipVolumeCorrection"},
-          {&r.chkSkipInterpolate, "chkSkipInterpolate"},
-          {&r.chkPauseOnError, "chkPauseOnError"}})
+    for (auto [field, name] : {std::pair{&r.chkSkipEquilibration, "chkSkipEquilibration"},
+                               {&r.chkSkipTDiffusion, "chkSkipTDiffusion"},
+                               {&r.chkSkipMassDiffusion, "chkSkipMassDiffusion"},
+                               {&r.chkSkipAdvection, "chkSkipAdvection"},
+                               {&r.chkSkipCompaction, "chkSkipCompaction"},
+                               {&r.chkSkipGas, "chkSkipGas"},
+                               {&r.chkSkipFarfield, "chkSkipFarfield"},
+                               {&r.chkTTop, "chkTTop"},
+                               {&r.chkTBottom, "chkTBottom"},
+                               {&r.chkSkipTrace, "chkSkipTrace"},
+                               {&r.chkSkipVolumeCorrection, "chkSkipVolumeCorrection"},
+                               {&r.chkSkipInterpolate, "chkSkipInterpolate"},
+                               {&r.chkPauseOnError, "chkPauseOnError"}})
       *field = in.readInt(name);
 
     in.readLine("Mass D coefficients");
@@ -404,8 +409,8 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
     for (int i = 1; i <= kOxides; ++i) {
       in.readString("oxide name of mass diffusion row " + std::to_string(i));
       for (int j = 1; j <= kOxides; ++j)
-        c.MassDiffCoef(i, j) = in.readNumber("MassDiffCoef(" + std::to_string(i) + ", " +
-                                             std::to_string(j) + ")");
+        c.MassDiffCoef(i, j) =
+            in.readNumber("MassDiffCoef(" + std::to_string(i) + ", " + std::to_string(j) + ")");
     }
     c.DiffusionOrder = 1;
     for (int k = kOxides; k >= 1; --k)
@@ -472,7 +477,8 @@ SetupReadResult ReadSetup(const std::filesystem::path& folder, Column& column, S
   const auto text = readWholeFile(path);
   if (!text) {
     SetupReadResult r;
-    r.message = "The file 'CXsetup.cxd' cannot be found....\n   Check all input values for correctness!";
+    r.message =
+        "The file 'CXsetup.cxd' cannot be found....\n   Check all input values for correctness!";
     port.showMessage(r.message);
     return r;
   }
@@ -480,15 +486,8 @@ SetupReadResult ReadSetup(const std::filesystem::path& folder, Column& column, S
   if (!r.ok) return r;
   port.setLabel("Title", " CUmulex [CXsetup.cxd]");
   port.plotResults();
-  // The gas velocity label, from the vapor velocity parameter.
-  const double p = settings.misc(misc::kVaporVelocity);
-  double vwater = 0.0;
-  if (p >= 0.0) {
-    vwater = p * (settings.optionInfiltrate ? column.FluxRate : settings.compactionVelocity());
-  } else if (column.DeltaT > 0.0) {
-    vwater = std::fabs(p) * column.DeltaX / column.DeltaT;
-  }
-  port.setLabel("lblVwater", vwaterLabel(vwater, 1e-8));
+  port.setLabel("lblVwater",
+                vwaterLabel(vaporVelocity(column, settings, VaporVelocityAt::SetupRead), 1e-8));
   return r;
 }
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <string>
 
-#include "run/column.h"
-#include "run/settings.h"
-#include "ui/port.h"
+#include "base/port.h"
+#include "column/column.h"
+#include "column/settings.h"
 
 namespace cx {
 
@@ -48,8 +48,5 @@ SetupReadResult openSetup(const std::filesystem::path& folder, const std::filesy
 // ("File error!") on failure.
 bool saveSetupAs(const std::filesystem::path& folder, const std::filesystem::path& file,
                  const Column& column, const Settings& settings, Port& port);
-
-// The label of the gas velocity: V(water) per day, "scientific" at or below `threshold`.
-std::string vwaterLabel(double vwater, double threshold);
 
 }  // namespace cx

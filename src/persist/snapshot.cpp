@@ -1,7 +1,7 @@
 #include "persist/snapshot.h"
 
+#include "base/text_format.h"
 #include "persist/files.h"
-#include "persist/text_format.h"
 
 namespace cx {
 
@@ -35,7 +35,7 @@ std::string snapshotText(const Column& c) {
   }
   for (int i = 1; i <= c.NumNodes; ++i) {
     cell(std::to_string(i));
-    cell(formatNumber(c.Temp(i) - kKelvin, "fixed"));
+    cell(formatNumber(c.Temp(i) - kKelvinOffset, "fixed"));
     cell(formatNumber(c.Press(i), "fixed"));
     for (int j = 1; j <= kOxides; ++j) cell(formatNumber(c.LiqOx(i, j), "0.0000"));
     // PhaseMass is cumulative over PhaseOrder: each slot minus the one before is one phase.

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "run/column.h"
+#include "column/column.h"
 
 namespace cx {
 

@@ -3,7 +3,7 @@
 #include "base/trap.h"
 #include "persist/output_file.h"
 #include "run/node_equilibrium.h"
-#include "run/run_driver.h"
+#include "run/run_context.h"
 #include "thermo/viscosity.h"
 
 namespace cx {
@@ -51,8 +51,7 @@ bool allLiquidNode(Column& c, int i, EquilibriumModel& m, Port& port) {
   // The heat capacity from the enthalpy 0.1 K either side.
   auto enthalpy = [&](double temp) {
     m.setConditions(temp, P);
-    u_Liquid(m.liquidTables, *m.ss, m.liquid, m.diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, temp,
-             P);
+    u_Liquid(m.liquidTables, *m.ss, m.liquid, m.diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, temp, P);
     double h = 0.0;
     for (int k = 1; k <= kN; ++k) h += m.BulkMoles(k) * m.Hliq(k);
     return h;
@@ -166,9 +165,9 @@ void findInitialBody(RunContext& ctx) {
         log.ErrorReport("Itr: 0 Node: " + std::to_string(i) + "  Phase not equilibrated",
                         log.PauseOnError);
       else if (m.sat->Affinity(id) < -20.0 && !m.sat->PhaseExcluded(id))
-        log.ErrorReport("  Not equilibrated with saturated phase " +
-                            trimmedText(m.phases.PhaseNames(id)),
-                        log.PauseOnError);
+        log.ErrorReport(
+            "  Not equilibrated with saturated phase " + trimmedText(m.phases.PhaseNames(id)),
+            log.PauseOnError);
     }
     removeTracePhases(m, st);
     storeNodeResult(c, i, m, st, StoreOptions{1e-6, 100.0});

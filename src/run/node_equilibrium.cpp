@@ -5,10 +5,11 @@
 #include <functional>
 
 #include "base/clock.h"
+#include "base/text_format.h"
 #include "base/trap.h"
-#include "persist/text_format.h"
 #include "run/node_repair.h"
-#include "run/run_driver.h"
+#include "run/run_context.h"
+#include "solver/equilibrium_rules.h"
 #include "thermo/redox.h"
 #include "thermo/viscosity.h"
 
@@ -16,18 +17,17 @@ namespace cx {
 namespace {
 
 constexpr int kN = kLiquidComponents;
-constexpr int kGas = 29;
 constexpr int kSpinel = 7;
 constexpr int kReportedSolutions = 13;  // phases 1..13 have a composition index in PhaseX
 
 // The moles of each liquid component held in the listed phases of a node's assemblage, and
 // their masses, entropy and volume, on the minimizer's 100 g basis.
 struct AssemblageSums {
-  Array1<double> phaseMass{1, kPhases};  // g, from the endmembers' molar masses
+  Array1<double> phaseMass{1, kPhases};                // g, from the endmembers' molar masses
   Array2<double> moles{1, kReportedSolutions, 1, 15};  // endmember moles of phases 1..13
-  Array1<double> gasComponents{1, kN};  // liquid-component moles carried by the gas
-  Array1<double> gasSpecies{1, 6};      // g of each gas species
-  double gasS = 0.0, gasV = 0.0;        // J/K, J/bar
+  Array1<double> gasComponents{1, kN};                 // liquid-component moles carried by the gas
+  Array1<double> gasSpecies{1, 6};                     // g of each gas species
+  double gasS = 0.0, gasV = 0.0;                       // J/K, J/bar
   double solidS = 0.0, solidV = 0.0;
 };
 
@@ -45,7 +45,7 @@ AssemblageSums sumAssemblage(const EquilibriumModel& m, int phaseCount,
       if (id <= kReportedSolutions) s.moles(id, j) += x;
       // The thermodynamic sums take only the endmembers the phase holds, as the minimizer does.
       const bool present = sat.PhaseX(id, j) != 0.0;
-      if (id == kGas) {
+      if (id == kGasPhase) {
         if (j <= 6) s.gasSpecies(j) += x * m.phases.PhaseEndMW(id, j);
         for (int l = 1; l <= kN; ++l) s.gasComponents(l) += x * m.phases.PhaseStoich(id, j, l);
         if (present) {
@@ -76,16 +76,16 @@ void updatePhasesScaled(Column& c, int i, const EquilibriumModel& m, double scal
     c.MassWater(i) = 0.0;
     c.SWater(i) = 0.0;
     c.RhoWater(i) = 1.0;  // not 0: divisions by the gas density stay defined
-    if (s.phaseMass(kGas) > gasLimit) {
-      c.MassWater(i) = s.phaseMass(kGas) * scale;
+    if (s.phaseMass(kGasPhase) > gasLimit) {
+      c.MassWater(i) = s.phaseMass(kGasPhase) * scale;
       c.SWater(i) = s.gasS * scale;
     }
   }
-  if (c.MassWater(i) > 0.0 && s.phaseMass(kGas) > 0.0) {
+  if (c.MassWater(i) > 0.0 && s.phaseMass(kGasPhase) > 0.0) {
     if (s.gasV > 0.0) c.RhoWater(i) = c.MassWater(i) / (s.gasV * scale);
     c.SWater(i) /= c.MassWater(i);
     for (int k = 1; k <= std::min(6, c.GasComp.colHi()); ++k)
-      c.GasComp(i, k) = s.gasSpecies(k) / s.phaseMass(kGas) * 100.0;
+      c.GasComp(i, k) = s.gasSpecies(k) / s.phaseMass(kGasPhase) * 100.0;
   }
 
   for (int k = 1; k <= kReportedSolutions; ++k) {
@@ -106,7 +106,7 @@ void updatePhasesScaled(Column& c, int i, const EquilibriumModel& m, double scal
   // Each phase keeps the slot of its first appearance; the table then becomes cumulative.
   for (int k = 1; k <= c.PhaseCount(i); ++k) {
     const int id = c.PhaseList(i, k);
-    if (id == kGas) continue;
+    if (id == kGasPhase) continue;
     int slot = 0;
     for (int n = 1; n <= kPhaseOrderSize && slot == 0; ++n)
       if (c.PhaseOrder(n) == id) slot = n;
@@ -194,8 +194,7 @@ bool solveOnce(const Column& c, int i, EquilibriumModel& model, MinimizerContext
   if (diag.ErrorFlag) return false;
   model.setConditions(T, P);
   auto refuse = [&](const std::string& what) {
-    diag.ErrorReport("  Node: " + std::to_string(i) + "  - " + what +
-                         " returned by the minimizer",
+    diag.ErrorReport("  Node: " + std::to_string(i) + "  - " + what + " returned by the minimizer",
                      false);
     diag.ErrorFlag = true;
     return false;
@@ -284,8 +283,8 @@ void storeNodeResult(Column& c, int i, EquilibriumModel& m, const MinimizerState
     if (solidG(k) < 0.0) solidG(k) = 0.0;
     massSolid += solidG(k);
   }
-  const bool gas = s.phaseMass(kGas) > opt.gasLimit;
-  const double massGas = gas ? s.phaseMass(kGas) : 0.0;
+  const bool gas = s.phaseMass(kGasPhase) > opt.gasLimit;
+  const double massGas = gas ? s.phaseMass(kGasPhase) : 0.0;
   const double total = massLiq + massSolid + massGas;
   const double f = opt.nodeMass / total;  // 100 g basis to the node's grams
 
@@ -317,8 +316,7 @@ void storeNodeResult(Column& c, int i, EquilibriumModel& m, const MinimizerState
   Array1<double> liqWt(1, kOxides);
   for (int k = 1; k <= kOxides; ++k) liqWt(k) = c.LiqOx(i, k);
   double logfO2 = 0.0;
-  if (FeRedox(tables, *m.ss, m.liquid, m.diag, T, P, kGetLogfO2, liqWt, logfO2))
-    c.FO2(i) = logfO2;
+  if (FeRedox(tables, *m.ss, m.liquid, m.diag, T, P, kGetLogfO2, liqWt, logfO2)) c.FO2(i) = logfO2;
   c.LiqVisc(i) = storedLiquidViscosity(ViscosityGD2007(tables, m.liquid, m.diag, liqWt, T));
 }
 
@@ -326,7 +324,9 @@ void storeNodeResult(Column& c, int i, EquilibriumModel& m, const MinimizerState
 
 namespace {
 
-std::string nodeText(int i) { return "  Node: " + std::to_string(i); }
+std::string nodeText(int i) {
+  return "  Node: " + std::to_string(i);
+}
 
 class EquilibrateWalk {
  public:
@@ -385,9 +385,9 @@ class EquilibrateWalk {
     bool failed = false;
     if (log_.ErrorFlag) {
       failed = true;
-      log_.ErrorReport(itr() + " Node: " + std::to_string(i) +
-                           " - Error returned from minimization.",
-                       log_.PauseOnError);
+      log_.ErrorReport(
+          itr() + " Node: " + std::to_string(i) + " - Error returned from minimization.",
+          log_.PauseOnError);
       if (log_.HaltFlag) return false;
       log_.ErrorFlag = false;
       if (++problemRun_ > 3) {
@@ -436,13 +436,16 @@ class EquilibrateWalk {
                          log_.PauseOnError);
       }
     }
+    // The minimizer's own check refuses a listed phase off saturation either way; here an
+    // undersaturated one (about to dissolve) is only reported, and the node is refused only for
+    // an oversaturated one, which would leave the node's liquid supersaturated.
     const SaturationContext& sat = *model_.sat;
     for (int k = 1; k <= st.PhaseCount; ++k) {
       const int id = st.Phaselist(k);
       const std::string name = trimmedText(model_.phases.PhaseNames(id));
-      if (sat.Affinity(id) > 100.0) {
+      if (sat.Affinity(id) > equilibrium::kListedAffinityLimit) {
         log_.ErrorReport(itr() + head + "  " + name + " - not equilibrated", log_.PauseOnError);
-      } else if (sat.Affinity(id) < -100.0 && !sat.PhaseExcluded(id)) {
+      } else if (sat.Affinity(id) < -equilibrium::kListedAffinityLimit && !sat.PhaseExcluded(id)) {
         ok = false;
         log_.ErrorReport(itr() + head + "  - Not equilibrated with saturated phase: " + name,
                          log_.PauseOnError);

@@ -11,12 +11,12 @@
 #include <memory>
 
 #include "base/diagnostics.h"
-#include "run/column.h"
-#include "run/settings.h"
+#include "base/port.h"
+#include "column/column.h"
+#include "column/settings.h"
 #include "solver/stable_phases.h"
 #include "thermo/silicate_liquid.h"
 #include "thermo/thermo_tables.h"
-#include "ui/port.h"
 
 namespace cx {
 
@@ -67,7 +67,7 @@ bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext
 // How a solved node is stored: the gas limit below which a gas is no gas, and the node's mass,
 // which the solve keeps.
 struct StoreOptions {
-  double gasLimit = 1e-7;  // g per 100 g
+  double gasLimit = 1e-7;   // g per 100 g
   double nodeMass = 100.0;  // g: the node's mass before the solve, kept
 };
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "base/fault.h"
+#include "base/text_format.h"
 #include "base/trap.h"
-#include "persist/text_format.h"
 
 namespace cx {
 

@@ -22,7 +22,7 @@
 #pragma once
 
 #include "base/diagnostics.h"
-#include "run/column.h"
+#include "column/column.h"
 
 namespace cx {
 

@@ -4,12 +4,12 @@
 #include <cfenv>
 #include <cmath>
 
+#include "base/text_format.h"
 #include "base/trap.h"
 #include "base/vb.h"
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "persist/snapshot.h"
-#include "persist/text_format.h"
 #include "run/initial_state.h"
 #include "run/node_equilibrium.h"
 #include "thermo/activity.h"
@@ -25,12 +25,14 @@ struct LeaveRun {};
 
 constexpr int kFpFaults = FE_OVERFLOW | FE_INVALID | FE_DIVBYZERO;
 
-std::string itr(const Column& c) { return "Itr: " + std::to_string(c.Iteration); }
+std::string itr(const Column& c) {
+  return "Itr: " + std::to_string(c.Iteration);
+}
 
 }  // namespace
 
-void showTime(Port& port, const char* valueLabel, const char* captionLabel,
-              const char* captionDays, const char* captionYears, double seconds) {
+void showTime(Port& port, const char* valueLabel, const char* captionLabel, const char* captionDays,
+              const char* captionYears, double seconds) {
   if (seconds > kSecondsPerYear) {
     port.setLabel(valueLabel, formatNumber(seconds / kSecondsPerYear, "0.0000"));
     port.setLabel(captionLabel, captionYears);
@@ -67,20 +69,17 @@ std::string missingProcessMessage(const ProcessTable& p, const Settings& s) {
   need(s.run.chkSkipEquilibration == 0, p.Equilibrate, "equilibration",
        "check \"Skip Equilibration\"");
   const bool equilibrating = s.run.chkSkipEquilibration == 0;
-  need(equilibrating && s.run.chkSkipVolumeCorrection == 0, p.AdjustNodes,
-       "node volume correction", "check \"Skip dV Correction\"");
+  need(equilibrating && s.run.chkSkipVolumeCorrection == 0, p.AdjustNodes, "node volume correction",
+       "check \"Skip dV Correction\"");
   need(equilibrating && s.optionBottomAccum, p.MakeCumulate, "crystal settling",
        "choose \"Local\" under \"Magma crystallization behavior\"");
   need(equilibrating && s.OptionDrip, p.Drip, "drip of the top node",
        "choose \"Local\" under \"Magma crystallization behavior\"");
-  need(s.run.chkSkipTrace == 0, p.UpdateTrace, "trace elements",
-       "check \"Skip Trace Elements\"");
-  need(s.run.chkSkipTrace == 0, p.UpdateBulk, "bulk bookkeeping",
-       "check \"Skip Trace Elements\"");
+  need(s.run.chkSkipTrace == 0, p.UpdateTrace, "trace elements", "check \"Skip Trace Elements\"");
+  need(s.run.chkSkipTrace == 0, p.UpdateBulk, "bulk bookkeeping", "check \"Skip Trace Elements\"");
   need(s.optionMix && !s.OptionDrip, p.MixMagma, "magma mixing",
        "choose \"Displace magma\" under \"Mixing behavior\"");
-  need(s.chkInflate == 1, p.InflateColumn, "column inflation",
-       "uncheck \"Inflation active \"");
+  need(s.chkInflate == 1, p.InflateColumn, "column inflation", "uncheck \"Inflation active \"");
   if (missing.empty()) return {};
   // Every line is a switch the user can set; duplicates (one switch for two processes) once.
   std::string unique;
@@ -142,8 +141,7 @@ class Driver {
     if (std::fetestexcept(kFpFaults)) {
       // No NaN or infinity may enter the column unreported.
       log_.ErrorFlag = true;
-      report(itr(c_) + "  - Floating-point overflow, invalid operation or division by zero",
-             false);
+      report(itr(c_) + "  - Floating-point overflow, invalid operation or division by zero", false);
     }
     std::feclearexcept(FE_ALL_EXCEPT);
     turn();
@@ -169,8 +167,8 @@ class Driver {
   }
 
   void showTimeStep() {
-    showTime(port_, "lblTimeStep", "lblTStepLabel", "Time step (days):", "Time step (yrs):",
-             c_.DeltaT);
+    showTime(port_, "lblTimeStep", "lblTStepLabel",
+             "Time step (days):", "Time step (yrs):", c_.DeltaT);
   }
 
   double compactionLength() const {
@@ -234,13 +232,7 @@ class Driver {
             "Infiltration parameters not all set...\n            Check 'Setup - Infiltrant' "
             "window!");
     }
-    const double p = s_.misc(misc::kVaporVelocity);
-    if (p >= 0.0) {
-      c_.Vwater = p * (s_.optionInfiltrate ? c_.FluxRate : s_.compactionVelocity());
-    } else {
-      // For a negative parameter the per-iteration rule gives the true value; here it is 0.
-      c_.Vwater = 0.0;
-    }
+    c_.Vwater = vaporVelocity(c_, s_, VaporVelocityAt::RunStart);
     showVwater(1e-8);
 
     log_.ErrorFlag = false;
@@ -287,8 +279,7 @@ class Driver {
         c_.Vliquid(i) = checkedDiv(c_.FluxRate, c_.FLiq(i));
         maxV = std::max(maxV, c_.Vliquid(i));
       }
-      c_.DeltaT = maxV <= 0.0 ? mult * c_.DeltaX * c_.DeltaX / 1e-7
-                              : mult * 0.9 * c_.DeltaX / maxV;
+      c_.DeltaT = maxV <= 0.0 ? mult * c_.DeltaX * c_.DeltaX / 1e-7 : mult * 0.9 * c_.DeltaX / maxV;
     } else {
       // No advection: the liquid mass diffusion criterion.
       double maxV = 0.0;
@@ -356,15 +347,14 @@ class Driver {
     }
     c_.TotalTime += c_.DeltaT;
     showTimeStep();
-    showTime(port_, "lblTotalTime", "lblTTimeLable", "Total time (days):", "Total time (yrs):",
-             c_.TotalTime);
+    showTime(port_, "lblTotalTime", "lblTTimeLable",
+             "Total time (days):", "Total time (yrs):", c_.TotalTime);
 
     if (s_.run.chkSkipAdvection == 0) {
       if (s_.optionCompact) moveMarkers();
-      const double p = s_.misc(misc::kVaporVelocity);
-      if (p < 0.0) {
-        // p nodes per iteration
-        c_.Vwater = std::fabs(p) * checkedDiv(c_.DeltaX, c_.DeltaT);
+      if (s_.misc(misc::kVaporVelocity) < 0.0) {
+        // A gas that crosses a set number of nodes per iteration moves with the time step.
+        c_.Vwater = vaporVelocity(c_, s_, VaporVelocityAt::Iteration);
         showVwater(1e-5);
       }
       runProcess(ctx_.processes.Advect, "mass advection");
@@ -436,8 +426,7 @@ class Driver {
       turn();
       if (log_.HaltFlag) throw LeaveRun{};
       port_.plotResults();
-      if (c_.Iteration >= nextSave_)
-        nextSave_ = toInt16(nextSave_ + s_.misc(misc::kSaveInterval));
+      if (c_.Iteration >= nextSave_) nextSave_ = toInt16(nextSave_ + s_.misc(misc::kSaveInterval));
     }
     if (c_.SnapShotRequested) {
       WriteSnapshot(ctx_.folder, c_);
@@ -452,12 +441,12 @@ class Driver {
     if (top >= 1) c_.InitTop += c_.DeltaT * c_.Vsolid(top);
     for (int i = 1; i <= c_.NumNodes; ++i) {
       if (!(c_.GridPoint(i) > 0.0)) continue;
-      const int j = std::clamp(static_cast<int>(intFloor(c_.GridPoint(i) / c_.DeltaX)) + 1, 1,
-                               c_.NumNodes);
+      const int j =
+          std::clamp(static_cast<int>(intFloor(c_.GridPoint(i) / c_.DeltaX)) + 1, 1, c_.NumNodes);
       const double vLow = j == 1 ? 0.0 : c_.Vsolid(j - 1);
       c_.GridPoint(i) +=
-          c_.DeltaT * ((c_.GridPoint(i) - c_.DeltaX * (j - 1)) / c_.DeltaX * (c_.Vsolid(j) - vLow) +
-                       vLow);
+          c_.DeltaT *
+          ((c_.GridPoint(i) - c_.DeltaX * (j - 1)) / c_.DeltaX * (c_.Vsolid(j) - vLow) + vLow);
     }
   }
 
@@ -482,7 +471,9 @@ class Driver {
 
 }  // namespace
 
-RunOutcome CXControl(RunContext& ctx) { return Driver(ctx).run(); }
+RunOutcome CXControl(RunContext& ctx) {
+  return Driver(ctx).run();
+}
 
 bool MakeCurrentInitial(RunContext& ctx) {
   Column& c = ctx.column;
@@ -495,7 +486,8 @@ bool MakeCurrentInitial(RunContext& ctx) {
       for (int t = 1; t <= kTraces; ++t) c.InitBulkTrace(i, t) = c.TraceBulk(i, t);
     }
     refreshInitialProfiles(c);
-    if (!WriteIteration(ctx.folder, c, /*startNewFile=*/true, ctx.log)) raiseFault(kFaultInvalidCall);
+    if (!WriteIteration(ctx.folder, c, /*startNewFile=*/true, ctx.log))
+      raiseFault(kFaultInvalidCall);
     ctx.log.open(ctx.folder, /*forAppend=*/false);
     if (!WriteSetup(ctx.folder, c, ctx.settings)) raiseFault(kFaultInvalidCall);
     c.InitialNeeded = false;

@@ -4,55 +4,12 @@
 // nodes, re-equilibrates them and records the state.
 #pragma once
 
-#include <filesystem>
-#include <functional>
-#include <memory>
 #include <string>
 
-#include "persist/event_log.h"
-#include "run/column.h"
-#include "run/settings.h"
-#include "ui/port.h"
+#include "base/port.h"
+#include "run/run_context.h"
 
 namespace cx {
-
-struct RunContext;
-class ColumnSolver;
-
-// The processes of an iteration.  An empty entry is a process this build does not have: a setup
-// that needs it does not start (the message names the switch that skips it).  Tests replace
-// entries to inject failures.  Each process reports failure by setting ErrorFlag.
-struct ProcessTable {
-  using Step = std::function<void(RunContext&)>;
-  Step FindInitial;    // iteration 0
-  Step CompactPile;    // compaction velocities
-  Step Advect;         // liquid, solid and gas transport
-  Step MassDiffusion;  // liquid mass diffusion
-  Step TDiffusion;     // thermal diffusion
-  Step InflateColumn;  // growth of the column; sets a new DeltaX
-  Step MixMagma;
-  Step Equilibrate;
-  Step MakeCumulate;  // crystals of the magma above the pile settle onto it
-  Step Drip;          // dense crystal-rich liquid of the top node sinks
-  Step AdjustNodes;   // node volumes after crystallization
-  Step UpdateBulk;
-  Step UpdateTrace;  // all nodes
-};
-
-// The processes this build has.
-ProcessTable standardProcesses();
-
-struct RunContext {
-  Column& column;
-  Settings& settings;
-  EventLog& log;
-  Port& port;
-  std::filesystem::path folder;  // the working folder
-  ProcessTable processes = standardProcesses();
-  int iterationLimit = -1;  // a front end's limit on the iterations of this call (-1: none)
-  // The phase-equilibrium solver of this run, made at its first use (tables, model, context).
-  std::shared_ptr<ColumnSolver> solver{};
-};
 
 struct RunOutcome {
   bool error = false;   // the run stopped on an error (ErrorFlag at the end, or a start check)
@@ -77,7 +34,7 @@ RunOutcome CmdStart(RunContext& ctx);
 bool MakeCurrentInitial(RunContext& ctx);
 
 // Shows a time in days, or in years above one year, in a label pair.
-void showTime(Port& port, const char* valueLabel, const char* captionLabel,
-              const char* captionDays, const char* captionYears, double seconds);
+void showTime(Port& port, const char* valueLabel, const char* captionLabel, const char* captionDays,
+              const char* captionYears, double seconds);
 
 }  // namespace cx

@@ -14,9 +14,9 @@
 #pragma once
 
 #include "base/array.h"
-#include "solver/scalar_minimizer.h"
+#include "base/port.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/activity.h"
-#include "ui/port.h"
 
 namespace cx {
 

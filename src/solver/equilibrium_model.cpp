@@ -1,6 +1,6 @@
 #include "solver/equilibrium_model.h"
 
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 
 namespace cx {

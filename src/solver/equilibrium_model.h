@@ -8,6 +8,7 @@
 
 #include "base/array.h"
 #include "base/diagnostics.h"
+#include "base/port.h"
 #include "solver/component_finder.h"
 #include "solver/saturation_state.h"
 #include "thermo/activity.h"
@@ -15,7 +16,6 @@
 #include "thermo/silicate_liquid.h"
 #include "thermo/standard_state.h"
 #include "thermo/thermo_tables.h"
-#include "ui/port.h"
 
 namespace cx {
 

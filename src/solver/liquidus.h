@@ -8,8 +8,8 @@
 #include <string>
 
 #include "base/array.h"
+#include "base/port.h"
 #include "solver/equilibrium_model.h"
-#include "ui/port.h"
 
 namespace cx {
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/trap.h"
+#include "solver/equilibrium_rules.h"
 #include "solver/kernels/hsqp.h"
 #include "solver/kernels/solve.h"
 #include "solver/minimizer_internal.h"
@@ -213,19 +214,20 @@ struct Run {
       const int id = st.Phaselist(k);
       double moles = 0.0;
       for (int j = 1; j <= endCount(id); ++j) moles += st.Xstable(++c);
-      if (!(std::fabs(sat.Affinity(id)) < 100.0) || moles < 1e-7) return false;
+      if (!equilibrium::keepsListedPhase(sat.Affinity(id), moles)) return false;
     }
     for (int id = 1; id <= kPhases; ++id) {
-      if (listed(id) || sat.PhaseExcluded(id) || !(sat.Affinity(id) < -10.0)) continue;
-      if (id >= 16 && id <= 18 && (listed(16) || listed(17) || listed(18))) continue;
+      if (listed(id) || sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)))
+        continue;
+      if (equilibrium::excludedByListed(id, listed)) continue;
       return false;
     }
     // The target of a search mode.
     makeGv(ctx.Nhat, false);
     const double r = EnergyResidual(st, ctx.Htot, ctx.Stot, ctx.Vtot);
-    if (st.ConstantH && !(std::fabs(r) <= 1.0)) return false;
-    if (st.ConstantS && !(std::fabs(r) <= 1e-4)) return false;
-    if (st.ConstantV && !(std::fabs(r) <= 1e-5)) return false;
+    if (st.ConstantH && !(std::fabs(r) <= equilibrium::kEnthalpyTolerance)) return false;
+    if (st.ConstantS && !(std::fabs(r) <= equilibrium::kEntropyTolerance)) return false;
+    if (st.ConstantV && !(std::fabs(r) <= equilibrium::kVolumeTolerance)) return false;
     // The result of a call at this very temperature, pressure and bulk: that call's answer.
     if (st.settled && st.settledT == T && st.settledP == P) {
       bool sameBulk = true;
@@ -317,12 +319,12 @@ struct Run {
     const int startCount = st.PhaseCount;
     for (int k = 1; k <= startCount && st.PhaseCount != 0 && DropPasses <= kMaxDropPasses; ++k) {
       // A phase just dropped that got back into the list drops at once.
-      if (LastDropped > 0) sat.Affinity(LastDropped) = 100.0;
+      if (LastDropped > 0) sat.Affinity(LastDropped) = equilibrium::kListedAffinityLimit;
       const int id = st.Phaselist(k);
       if (id > kPhases) continue;
       double moles = 0.0;
       for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
-      if (std::fabs(sat.Affinity(id)) < 100.0 && moles >= 1e-7) continue;
+      if (equilibrium::keepsListedPhase(sat.Affinity(id), moles)) continue;
       ++ctx.counters.drops;
       polished = false;
       if (id != LastDropped) {
@@ -409,12 +411,9 @@ struct Run {
     };
     for (int idx = 1; idx <= kPhases; ++idx) {
       const int id = order(idx);
-      if (sat.PhaseExcluded(id) || !(sat.Affinity(id) < -10.0) || id == LastDropped) continue;
-      bool refused = listed(id);
-      // Silica, ilmenite and biotite exclude each other.
-      if (!refused && id >= 16 && id <= 18)
-        for (int other = 16; other <= 18; ++other)
-          if (other != id && listed(other)) refused = true;
+      if (sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)) || id == LastDropped)
+        continue;
+      const bool refused = listed(id) || equilibrium::excludedByListed(id, listed);
       if (refused) {
         // A refused candidate at the very end of the order counts as found.
         if (idx == kPhases) {
@@ -434,8 +433,8 @@ struct Run {
     const int back = LastDropped;
     if (back > 0 && back <= kPhases &&
         readmissions[static_cast<std::size_t>(back)] < kMaxReadmissions &&
-        lastDroppedAffinity < -10.0 && !sat.PhaseExcluded(back) && !listed(back) &&
-        !(back >= 16 && back <= 18 && (listed(16) || listed(17) || listed(18)))) {
+        equilibrium::wantsToJoin(lastDroppedAffinity) && !sat.PhaseExcluded(back) &&
+        !listed(back) && !equilibrium::excludedByListed(back, listed)) {
       if (listFull(back)) return Stage::Done;
       ++readmissions[static_cast<std::size_t>(back)];
       ++ctx.counters.readmissions;
@@ -648,15 +647,15 @@ struct Run {
     if (OuterCount == 0) {
       if (st.ConstantH) {
         target = st.Hsystem;
-        searchTol = 1.0;
+        searchTol = equilibrium::kEnthalpyTolerance;
         firstStep = -2.0;
       } else if (st.ConstantS) {
         target = st.Ssystem;
-        searchTol = 1e-4;
+        searchTol = equilibrium::kEntropyTolerance;
         firstStep = (st.Ssystem - ctx.Stot) * 5.0 * st.MassSystem / 100.0;
       } else if (st.ConstantV) {
         target = st.Vsystem;
-        searchTol = 1e-5;
+        searchTol = equilibrium::kVolumeTolerance;
         firstStep = 10.0;
       } else {
         target = 0.0;
@@ -884,15 +883,16 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
                   ", outside the tolerance of the search";
     return true;
   };
-  if (st.ConstantH && missed(st.Hsystem, targetH, 1.0, "Enthalpy")) return res;
-  if (st.ConstantS && missed(st.Ssystem, targetS, 1e-4, "Entropy")) return res;
-  if (st.ConstantV && missed(st.Vsystem, targetV, 1e-5, "Volume")) return res;
+  using namespace equilibrium;
+  if (st.ConstantH && missed(st.Hsystem, targetH, kEnthalpyTolerance, "Enthalpy")) return res;
+  if (st.ConstantS && missed(st.Ssystem, targetS, kEntropyTolerance, "Entropy")) return res;
+  if (st.ConstantV && missed(st.Vsystem, targetV, kVolumeTolerance, "Volume")) return res;
   for (int k = 1; k <= st.PhaseCount; ++k) {
     const int id = st.Phaselist(k);
     if (id < 1 || id > thermo_data::kNumPhases) continue;
     // Off saturation either way: oversaturated, or undersaturated and so due to dissolve (the
     // review keeps a phase only within 100 J of saturation).
-    if (!(std::fabs(m.sat->Affinity(id)) < 100.0) && !m.sat->PhaseExcluded(id)) {
+    if (!equilibrium::nearSaturation(m.sat->Affinity(id)) && !m.sat->PhaseExcluded(id)) {
       res.message =
           "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id));
       return res;
@@ -907,8 +907,9 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
     return false;
   };
   for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
-    if (listed(id) || m.sat->PhaseExcluded(id) || !(m.sat->Affinity(id) < -10.0)) continue;
-    if (id >= 16 && id <= 18 && (listed(16) || listed(17) || listed(18))) continue;
+    if (listed(id) || m.sat->PhaseExcluded(id) || !equilibrium::wantsToJoin(m.sat->Affinity(id)))
+      continue;
+    if (equilibrium::excludedByListed(id, listed)) continue;
     res.message = "Left out oversaturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
                   ", affinity " + std::to_string(m.sat->Affinity(id)) + " J";
     return res;

@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "base/array.h"
+#include "base/port.h"
+#include "base/scalar_minimizer.h"
 #include "solver/equilibrium_model.h"
-#include "solver/scalar_minimizer.h"
-#include "ui/port.h"
 
 namespace cx {
 

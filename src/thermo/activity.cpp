@@ -165,7 +165,7 @@ void dispatch(ActivityContext& ctx, int Phase, double T, double P, const Array1<
       model = kIdeal;
       return;
     }
-    case 29:  // gas: the fugacity coefficients are the fluid model's business
+    case kGasPhase:  // gas: the fugacity coefficients are the fluid model's business
       idealBranch(ctx, Phase, X, N, Act);
       model = kDuan;
       return;

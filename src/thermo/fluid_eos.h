@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "base/array.h"
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/constants.h"
 #include "thermo/data/fluid_constants_table.h"
 #include "thermo/thermo_tables.h"

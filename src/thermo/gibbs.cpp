@@ -95,7 +95,7 @@ void liquidSilica(const ThermoTables& t, StandardState& ss, double T, double P, 
   }
   const double D = T - 1673.0;
   const double Ip = liquidPressureIntegral(t, i, D, P);
-  const double Tc = T - 273.15;
+  const double Tc = T - kKelvinOffset;
   // An empirical correction of the free energy of liquid silica in degrees Celsius.
   ss.G0Liq(i) = H - T * S + Ip + 1000.0 * (0.75743 - 0.0044426 * Tc + 2.4167e-6 * Tc * Tc);
   if (T < 1173.15) ss.G0Liq(i) += (1173.15 - T) * lowTSlope;

@@ -1,5 +1,6 @@
 #include "thermo/phase_model_rows.h"
 
+#include "thermo/constants.h"
 #include "thermo/data/pyroxene_model_table.h"
 
 namespace cx {
@@ -79,7 +80,7 @@ PhaseModelRows UpdatePhaseConstants(const ThermoTables& t, const Array1<bool>& a
   }
 
   // Gas: H2O, CO2, H2S with the simple model, all six species otherwise.
-  r.PhaseEndCount(kGasPhaseId) = activityFlags(kGasPhaseId) ? 3 : 6;
+  r.PhaseEndCount(kGasPhase) = activityFlags(kGasPhase) ? 3 : 6;
   return r;
 }
 

@@ -16,7 +16,6 @@ namespace cx {
 
 inline constexpr int kFirstOptionPhase = 2;  // phases 2 to 5 are rebuilt from the options
 inline constexpr int kLastOptionPhase = 5;
-inline constexpr int kGasPhaseId = 29;
 
 struct PhaseModelRows {
   PhaseModelRows();

@@ -13,10 +13,10 @@
 
 #include "base/array.h"
 #include "base/diagnostics.h"
+#include "base/port.h"
 #include "thermo/constants.h"
 #include "thermo/standard_state.h"
 #include "thermo/thermo_tables.h"
-#include "ui/port.h"
 
 namespace cx {
 

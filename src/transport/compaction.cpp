@@ -1,6 +1,6 @@
 #include "transport/compaction.h"
 
-#include "persist/text_format.h"
+#include "base/text_format.h"
 
 namespace cx {
 

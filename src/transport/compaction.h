@@ -2,9 +2,9 @@
 // model.)
 #pragma once
 
-#include "run/column.h"
-#include "run/settings.h"
-#include "ui/port.h"
+#include "base/port.h"
+#include "column/column.h"
+#include "column/settings.h"
 
 namespace cx {
 

@@ -14,10 +14,10 @@ void applyBoundaryTemperatures(Column& c, const Settings& s) {
   if (s.run.chkTBottom == 0 || lo < 1) c.Temp(lo) += c.BottomCoolRate * c.DeltaT;
   if (s.run.chkTTop == 0 || hi > c.NumNodes) c.Temp(hi) += c.TopCoolRate * c.DeltaT;
   // The clamps apply in this order, to floating ends as well.
-  const double maxBottom = s.misc(misc::kMaxTBottom) + kKelvin;
-  const double minBottom = s.misc(misc::kMinTBottom) + kKelvin;
-  const double maxTop = s.misc(misc::kMaxTTop) + kKelvin;
-  const double minTop = s.misc(misc::kMinTTop) + kKelvin;
+  const double maxBottom = s.misc(misc::kMaxTBottom) + kKelvinOffset;
+  const double minBottom = s.misc(misc::kMinTBottom) + kKelvinOffset;
+  const double maxTop = s.misc(misc::kMaxTTop) + kKelvinOffset;
+  const double minTop = s.misc(misc::kMinTTop) + kKelvinOffset;
   if (c.Temp(lo) > maxBottom) c.Temp(lo) = maxBottom;
   if (c.Temp(lo) < minBottom) c.Temp(lo) = minBottom;
   if (c.Temp(hi) > maxTop) c.Temp(hi) = maxTop;

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "base/diagnostics.h"
-#include "run/column.h"
-#include "run/settings.h"
-#include "ui/port.h"
+#include "base/port.h"
+#include "column/column.h"
+#include "column/settings.h"
 
 namespace cx {
 

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "base/fault.h"
+#include "base/text_format.h"
 #include "base/trap.h"
-#include "persist/text_format.h"
-#include "run/names.h"
+#include "column/names.h"
 
 namespace cx {
 

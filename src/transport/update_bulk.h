@@ -9,7 +9,7 @@
 
 #include "base/array.h"
 #include "base/diagnostics.h"
-#include "run/column.h"
+#include "column/column.h"
 #include "thermo/thermo_tables.h"
 
 namespace cx {

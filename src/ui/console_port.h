@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "ui/port.h"
+#include "base/port.h"
 
 namespace cx {
 

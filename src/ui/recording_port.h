@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/port.h"
+#include "base/port.h"
 
 namespace cx {
 
@@ -29,8 +29,8 @@ class RecordingPort : public Port {
   void showProgress(const ProgressInfo& info) override { progress.push_back(info); }
   void plotResults() override { ++plots; }
 
-  bool answer = false;                 // the answer to every question
-  std::function<void(int)> onTurn;     // called at each turn with its count (to halt a run)
+  bool answer = false;              // the answer to every question
+  std::function<void(int)> onTurn;  // called at each turn with its count (to halt a run)
   std::string status, moduleId;
   std::vector<std::string> statusHistory, events, messages, questions;
   std::map<std::string, std::string> labels;

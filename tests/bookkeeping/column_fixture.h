@@ -2,8 +2,8 @@
 // full one (6), and a run one day old.
 #pragma once
 
-#include "run/column.h"
-#include "run/names.h"
+#include "column/column.h"
+#include "column/names.h"
 
 namespace cx {
 

@@ -85,7 +85,7 @@ TEST(ColumnEquilibrium, HeatCapacityAndEntropyOfALiquidNodeAgree) {
   ASSERT_FALSE(b.run(1).error);
   ASSERT_EQ(a.column.FLiq(2), 1.0);
   ASSERT_EQ(a.column.PhaseCount(2), 0);
-  const double tMid = t0 + dt / 2 + kKelvin;
+  const double tMid = t0 + dt / 2 + kKelvinOffset;
   const double cpFromS = (b.column.STotal(2) - a.column.STotal(2)) / dt * tMid;
   const double cpMean = (a.column.CpBulk(2) + b.column.CpBulk(2)) / 2;
   // The liquid's standard states keep S and H at their 1-bar values (and silica's S without its
@@ -161,7 +161,9 @@ TEST(ColumnEquilibrium, AUniformColumnWithoutCoolingStaysPut) {
 }
 
 // A bulk the liquid components cannot be formed from: too little silica for its MgO.
-void spoil(Column& c, int i) { c.BulkOx(i, 1) = 1.0; }
+void spoil(Column& c, int i) {
+  c.BulkOx(i, 1) = 1.0;
+}
 
 TEST(ColumnEquilibrium, FailedNodesAreRepairedFromTheirNeighbours) {
   Rig rig(5);
@@ -216,7 +218,7 @@ TEST(ColumnEquilibrium, ANodeAtTheLiquidLimitIsSkipped) {
 TEST(ColumnEquilibrium, InitialStateChecksStopBeforeAnythingIsWritten) {
   {
     Rig rig(3);
-    rig.column.Temp(2) = 200.0 + kKelvin;
+    rig.column.Temp(2) = 200.0 + kKelvinOffset;
     const RunOutcome outcome = rig.run(1);
     EXPECT_TRUE(outcome.error);
     ASSERT_FALSE(rig.port.messages.empty());

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "base/diagnostics.h"
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 #include "thermo/silicate_liquid.h"
 #include "thermo/thermo_tables.h"

@@ -250,7 +250,7 @@ TEST(StableAssemblage, CoolingBasaltCrystallizesInSequence) {
       char buf[64];
       std::snprintf(buf, sizeof buf, "  %s %.3f", ab.c_str(), s.phaseMass(k));
       table += buf;
-      if (id == kGasPhaseId) liquid += s.phaseMass(k);
+      if (id == kGasPhase) liquid += s.phaseMass(k);
       if (ab != "gas" && firstSolidStep < 0) firstSolidStep = step;
       if (ab == "cpx" && cpxStep < 0) cpxStep = step;
     }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "persist/text_format.h"
+#include "base/text_format.h"
 
 namespace cx {
 namespace {

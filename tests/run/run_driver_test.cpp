@@ -20,8 +20,12 @@ using test::ScratchFolder;
 using Rig = test::RunRig;
 
 // Independent evaluation of the compaction scales of the default compaction parameters.
-double compactionLengthCm() { return 0.03 * std::sqrt(5e15 * 0.0015 / 110.0); }
-double compactionTimeS() { return std::sqrt(5e15 * 110.0) / (0.03 * 980.0 * 0.3); }
+double compactionLengthCm() {
+  return 0.03 * std::sqrt(5e15 * 0.0015 / 110.0);
+}
+double compactionTimeS() {
+  return std::sqrt(5e15 * 110.0) / (0.03 * 980.0 * 0.3);
+}
 
 TEST(RunDriver, CompactionTimeStepWithoutAPileUsesTheCompactionScales) {
   Rig rig;
@@ -223,7 +227,9 @@ TEST(RunDriver, EquilibrationFallsEveryNthIterationWhileBookkeepingRunsEveryIter
   rig.settings.run.chkSkipEquilibration = 0;
   rig.settings.run.chkSkipTrace = 0;
   std::vector<int> equilibrated, traced;
-  rig.ctx.processes.Equilibrate = [&](RunContext& c) { equilibrated.push_back(c.column.Iteration); };
+  rig.ctx.processes.Equilibrate = [&](RunContext& c) {
+    equilibrated.push_back(c.column.Iteration);
+  };
   rig.ctx.processes.UpdateBulk = [](RunContext&) {};
   rig.ctx.processes.UpdateTrace = [&](RunContext& c) { traced.push_back(c.column.Iteration); };
   rig.run(9);
@@ -284,7 +290,8 @@ TEST(RunDriver, SnapshotIsWrittenOnceAtTheEndOfTheIteration) {
     if (e.path().extension() == ".tab") ++tabs;
   EXPECT_EQ(tabs, 1);
   EXPECT_FALSE(rig.column.SnapShotRequested);
-  EXPECT_TRUE(rig.logged("Snapshot saved as file: 1.tab") || rig.logged("Snapshot saved as file: 2.tab"));
+  EXPECT_TRUE(rig.logged("Snapshot saved as file: 1.tab") ||
+              rig.logged("Snapshot saved as file: 2.tab"));
 }
 
 }  // namespace
@@ -297,7 +304,7 @@ TEST(MakeCurrentInitial, TheStateOfAnIterationBecomesIterationZeroOfANewHistory)
   Rig rig;
   rig.run(7);
   const double topT = rig.column.Temp(5);
-  ASSERT_LT(topT, 1200.0 + kKelvin);  // the top has cooled
+  ASSERT_LT(topT, 1200.0 + kKelvinOffset);  // the top has cooled
   ASSERT_TRUE(MakeCurrentInitial(rig.ctx));
   EXPECT_EQ(rig.port.messages.back(),
             "Current state has been now set as the initial state of the system!\n   You may want "

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <random>
 
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 
 #ifdef CUMULEX_HAVE_EIGEN
 #include <Eigen/Dense>

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/diagnostics.h"
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/activity.h"
 #include "thermo/gibbs.h"
 #include "thermo/phase_model_rows.h"

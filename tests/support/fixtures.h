@@ -5,8 +5,8 @@
 #include <random>
 #include <string>
 
-#include "run/column.h"
-#include "run/settings.h"
+#include "column/column.h"
+#include "column/settings.h"
 
 namespace cx::test {
 
@@ -40,10 +40,10 @@ inline void makeBasaltColumn(Column& c, Settings& s, int nodes, double tempC = 1
   s.setMiscText(misc::kFarfieldTTop, std::to_string(tempC));
   s.setMiscText(misc::kFarfieldTBottom, std::to_string(tempC));
   c.DimensionArrays(s);
-  const double ox[16] = {0,    50.5, 1.7, 14.7, 1.0, 0.04, 9.5, 0.18,
-                         7.6,  11.4, 2.8, 0.16, 0.18, 0.2, 0.0, 0.1};
+  const double ox[16] = {0,   50.5, 1.7, 14.7, 1.0,  0.04, 9.5, 0.18,
+                         7.6, 11.4, 2.8, 0.16, 0.18, 0.2,  0.0, 0.1};
   for (int i = 1; i <= nodes; ++i) {
-    c.Temp(i) = c.InitT(i) = tempC + kKelvin;
+    c.Temp(i) = c.InitT(i) = tempC + kKelvinOffset;
     for (int j = 1; j <= kOxides; ++j) c.InitBulkOx(i, j) = ox[j];
     for (int t = 1; t <= kTraces; ++t) c.InitBulkTrace(i, t) = 1.0 + t;
   }

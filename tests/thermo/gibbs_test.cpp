@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 
 namespace cx {
 namespace {

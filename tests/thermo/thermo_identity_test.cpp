@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 #include "thermo/gibbs.h"
 
 namespace cx {

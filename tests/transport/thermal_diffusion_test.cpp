@@ -46,7 +46,8 @@ TEST(ThermalDiffusion, FourierModesDecayAsTheSchemeAndTheHeatEquationSay) {
         c.Temp(i) = 1000.0 * std::sin(mode * kPi * slab.x(i) / slab.length);
       const double r = 0.5 * c.DeltaT / (c.DeltaX * c.DeltaX);
       const double factor =
-          1.0 / (1.0 + 4.0 * r * std::pow(std::sin(mode * kPi * c.DeltaX / (2.0 * slab.length)), 2));
+          1.0 /
+          (1.0 + 4.0 * r * std::pow(std::sin(mode * kPi * c.DeltaX / (2.0 * slab.length)), 2));
       const int steps = 20;
       for (int s = 0; s < steps; ++s) TDiffusion(c, slab.settings, slab.diag, slab.port);
       const double t = steps * c.DeltaT;
@@ -183,7 +184,7 @@ TEST(BoundaryTemperatures, RatesFloatingEndsAndClampsInTheirOrder) {
     s.setMiscText(misc::kFarfieldTTop, "500");
     s.setMiscText(misc::kFarfieldTBottom, "1000");
     c.DimensionArrays(s);
-    for (int i = 1; i <= 6; ++i) c.Temp(i) = 1200.0 + kKelvin;
+    for (int i = 1; i <= 6; ++i) c.Temp(i) = 1200.0 + kKelvinOffset;
     s.run.chkSkipFarfield = cs.skipFarfield;
     s.run.chkTTop = cs.tTop;
     s.run.chkTBottom = cs.tBottom;
@@ -197,8 +198,10 @@ TEST(BoundaryTemperatures, RatesFloatingEndsAndClampsInTheirOrder) {
     applyBoundaryTemperatures(c, s);
     const int lo = cs.skipFarfield ? 1 : c.Temp.lo();
     const int hi = cs.skipFarfield ? 6 : c.Temp.hi();
-    EXPECT_NEAR(c.Temp(lo) - kKelvin, cs.expectLo, 1e-9) << cs.skipFarfield << cs.tTop << cs.tBottom;
-    EXPECT_NEAR(c.Temp(hi) - kKelvin, cs.expectHi, 1e-9) << cs.skipFarfield << cs.tTop << cs.tBottom;
+    EXPECT_NEAR(c.Temp(lo) - kKelvinOffset, cs.expectLo, 1e-9)
+        << cs.skipFarfield << cs.tTop << cs.tBottom;
+    EXPECT_NEAR(c.Temp(hi) - kKelvinOffset, cs.expectHi, 1e-9)
+        << cs.skipFarfield << cs.tTop << cs.tBottom;
   }
 }
 

@@ -1,4 +1,4 @@
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,11 +1,11 @@
-#include "run/settings.h"
+#include "column/settings.h"
 
 #include <cmath>
 #include <limits>
 
 #include "base/fault.h"
+#include "base/text_format.h"
 #include "base/vb.h"
-#include "persist/text_format.h"
 
 namespace cx {
 namespace {
@@ -21,8 +21,8 @@ struct MiscRule {
   const char* restore;  // nullptr: the cooling-rate fields restore the current rate
 };
 constexpr std::array<MiscRule, misc::kCount> kMiscRules = {{
-    {"0.60", 0.0, 0.99, "0.6"},       // 0 initial liquid fraction
-    {"1.00E-02", 0.0, kInf, "0.01"},  // 1 diffusivity
+    {"0.60", 0.0, 0.99, "0.6"},          // 0 initial liquid fraction
+    {"1.00E-02", 0.0, kInf, "0.01"},     // 1 diffusivity
     {"2000.00", -kInf, 2500.0, "2500"},  // 2 maximum T top
     {"2000.00", -kInf, 2500.0, "2500"},  // 3 maximum T bottom
     {"500.00", 0.0, kInf, "0"},          // 4 minimum T top
@@ -53,13 +53,17 @@ void checkIndex(int k, int count) {
 // How an accepted MiscForm value is shown again.
 std::string reformatMisc(int k, double v, std::string_view text) {
   switch (k) {
-    case misc::kDiffusivity: return formatNumber(v, "scientific");
+    case misc::kDiffusivity:
+      return formatNumber(v, "scientific");
     case misc::kTStepTop:
-    case misc::kTStepBottom: return formatNumber(v, "0.00000");
+    case misc::kTStepBottom:
+      return formatNumber(v, "0.00000");
     case misc::kSaveInterval:
     case misc::kFarfieldThickness:
-    case misc::kEquilibrationEvery: return trim(text);
-    default: return formatNumber(v, "Fixed");
+    case misc::kEquilibrationEvery:
+      return trim(text);
+    default:
+      return formatNumber(v, "Fixed");
   }
 }
 
@@ -103,7 +107,9 @@ void Settings::setMiscText(int k, std::string text) {
   checkIndex(k, misc::kCount);
   misc_[static_cast<std::size_t>(k)] = std::move(text);
 }
-double Settings::misc(int k) const { return val(miscText(k)); }
+double Settings::misc(int k) const {
+  return val(miscText(k));
+}
 
 const std::string& Settings::compactText(int k) const {
   checkIndex(k, compact::kCount);
@@ -113,7 +119,9 @@ void Settings::setCompactText(int k, std::string text) {
   checkIndex(k, compact::kCount);
   compact_[static_cast<std::size_t>(k)] = std::move(text);
 }
-double Settings::compact(int k) const { return val(compactText(k)); }
+double Settings::compact(int k) const {
+  return val(compactText(k));
+}
 
 double Settings::compactionLength() const {
   const double a = compact(compact::kGrainRadiusMm) * 0.1;

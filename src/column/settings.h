@@ -43,9 +43,9 @@ namespace compact {
 inline constexpr int kMaxLiquidFraction = 0;
 inline constexpr int kMinLiquidFraction = 1;
 inline constexpr int kGrainRadiusMm = 2;
-inline constexpr int kSolidViscosity = 3;   // Pa s
-inline constexpr int kLiquidViscosity = 4;  // Pa s
-inline constexpr int kPermeability = 5;     // Ko
+inline constexpr int kSolidViscosity = 3;     // Pa s
+inline constexpr int kLiquidViscosity = 4;    // Pa s
+inline constexpr int kPermeability = 5;       // Ko
 inline constexpr int kDensityDifference = 6;  // g/cc
 inline constexpr int kCount = 7;
 }  // namespace compact

@@ -5,6 +5,7 @@
 #include <array>
 #include <string_view>
 
+#include "thermo/constants.h"
 #include "thermo/data/oxide_table.h"
 #include "thermo/data/phase_table.h"
 #include "thermo/data/trace_table.h"
@@ -19,7 +20,6 @@ inline constexpr int kXstableSize = 60;  // entries 1..60 of the minimizer's sta
 inline constexpr int kPhaseListSize = 15;
 inline constexpr int kPhaseOrderSize = 10;
 inline constexpr int kSolidSolutions = 13;  // phases 1..13 report a composition in PhaseX
-inline constexpr int kGasPhase = 29;
 
 // The names and weights come from the thermodynamic tables; these views index them from 1, as
 // every loop of the column does (OxideNames[1] is "SiO2").
@@ -46,6 +46,7 @@ inline constexpr auto PhaseAbbrevDefault = names_detail::oneBased(
 
 // The oxide order as the mass diffusion header of the setup file names it.
 inline constexpr std::array<std::string_view, kOxides + 1> DiffusionHeaderNames = {
-    "", "Si", "Ti", "Al", "Fe+3", "Cr", "Fe+2", "Mn", "Mg", "Ca", "Na", "K", "P", "H2O", "CO2", "S"};
+    "",   "Si", "Ti", "Al", "Fe+3", "Cr",  "Fe+2", "Mn",
+    "Mg", "Ca", "Na", "K",  "P",    "H2O", "CO2",  "S"};
 
 }  // namespace cx

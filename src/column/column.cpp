@@ -1,7 +1,10 @@
-#include "run/column.h"
+#include "column/column.h"
 
 #include <algorithm>
+#include <cmath>
 
+#include "base/fault.h"
+#include "base/text_format.h"
 #include "base/vb.h"
 
 namespace cx {
@@ -25,9 +28,10 @@ Column::Column() {
 void Column::DimensionArrays(const Settings& settings) {
   const int n = NumNodes;
   for (Array1<double>* a :
-       {&Press, &STotal, &SLiq, &SSolid, &SWater, &RhoWater, &MassWater, &CpBulk, &RhoLiq,
-        &RhoSolid, &MassLiq, &MassSolid, &LiqVisc, &FO2, &Vliquid, &Vsolid, &GridPoint,
-        &InitFLiq, &InitMgBulk, &InitMgLiq, &InitMgSolid, &InitRhoLiq, &InitRhoSolid, &InitSLiq,
+       {&Press,      &STotal,     &SLiq,        &SSolid,        &SWater,       &RhoWater,
+        &MassWater,  &CpBulk,     &RhoLiq,      &RhoSolid,      &MassLiq,      &MassSolid,
+        &LiqVisc,    &FO2,        &Vliquid,     &Vsolid,        &GridPoint,    &InitFLiq,
+        &InitMgBulk, &InitMgLiq,  &InitMgSolid, &InitRhoLiq,    &InitRhoSolid, &InitSLiq,
         &InitSSolid, &InitSTotal, &InitLiqVisc, &InitMassWater, &InitFO2})
     a->redim(1, n);
   FLiq.redim(0, n);
@@ -80,8 +84,8 @@ void Column::DimensionFarfield(const Settings& settings) {
   // 3 in the allocation but still builds slabs here, following the actual bounds.
   const int k2 = (kRead < 0 || kRead > 4) ? 0 : kRead;
   const int lb = Temp.lo(), ub = Temp.hi();
-  const double tTop = settings.misc(misc::kFarfieldTTop) + kKelvin;
-  const double tBot = settings.misc(misc::kFarfieldTBottom) + kKelvin;
+  const double tTop = settings.misc(misc::kFarfieldTTop) + kKelvinOffset;
+  const double tBot = settings.misc(misc::kFarfieldTBottom) + kKelvinOffset;
   if (k2 < 1 || lb >= 1) {
     // No slabs: the far-field temperatures become the column's end temperatures.
     Temp(1) = InitT(1) = tBot;
@@ -102,6 +106,58 @@ void Column::DimensionFarfield(const Settings& settings) {
     for (int i = n + 2; i <= ub - 1; ++i) InitT(i) = Temp(i) = Temp(i - 1) + s;
   }
   InitialNeeded = true;
+}
+
+double vaporVelocity(const Column& c, const Settings& s, VaporVelocityAt at) {
+  const double p = s.misc(misc::kVaporVelocity);
+  if (p >= 0.0) return p * (s.optionInfiltrate ? c.FluxRate : s.compactionVelocity());
+  switch (at) {
+    case VaporVelocityAt::SetupRead:
+      return c.DeltaT > 0.0 ? std::fabs(p) * c.DeltaX / c.DeltaT : 0.0;
+    case VaporVelocityAt::RunStart:
+      return 0.0;
+    case VaporVelocityAt::Iteration:
+      break;
+  }
+  return std::fabs(p) * checkedDiv(c.DeltaX, c.DeltaT);
+}
+
+std::string vwaterLabel(double vwater, double threshold) {
+  const double perDay = vwater * kSecondsPerDay;
+  return std::fabs(vwater) <= threshold ? formatNumber(perDay, "scientific")
+                                        : formatNumber(perDay, "###0.000000");
+}
+
+void refreshInitialProfiles(Column& c) {
+  auto mg = [](const Array2<double>& ox, int i) {
+    const double mgo = ox(i, 8) / OxideMW[8];
+    const double feo = ox(i, 6) / OxideMW[6];
+    return (mgo + feo) > 0.0 && ox(i, 8) != 0.0 && ox(i, 6) != 0.0 ? mgo / (feo + mgo) : 0.0;
+  };
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    c.InitFLiq(i) = c.FLiq(i);
+    c.InitLiqVisc(i) = c.LiqVisc(i);
+    c.InitRhoLiq(i) = c.RhoLiq(i);
+    c.InitRhoSolid(i) = c.RhoSolid(i);
+    c.InitSLiq(i) = c.SLiq(i);
+    c.InitSSolid(i) = c.SSolid(i);
+    c.InitSTotal(i) = c.STotal(i);
+    c.InitMassWater(i) = c.MassWater(i);
+    c.InitFO2(i) = c.FO2(i);
+    for (int j = 1; j <= kOxides; ++j) {
+      c.InitLiqOx(i, j) = c.LiqOx(i, j);
+      c.InitSolidOx(i, j) = c.SolidOx(i, j);
+    }
+    for (int t = 1; t <= kTraces; ++t) {
+      c.InitTraceLiq(i, t) = c.TraceLiq(i, t);
+      c.InitTraceSolid(i, t) = c.TraceSolid(i, t);
+      c.InitTraceGas(i, t) = c.TraceGasPpm(i, t);
+    }
+    for (int k = 1; k <= kPhaseOrderSize; ++k) c.InitPhaseMass(i, k) = c.PhaseMass(i, k);
+    c.InitMgBulk(i) = mg(c.BulkOx, i);
+    c.InitMgLiq(i) = mg(c.LiqOx, i);
+    c.InitMgSolid(i) = mg(c.SolidOx, i);
+  }
 }
 
 }  // namespace cx

@@ -1,4 +1,4 @@
-#include "run/column.h"
+#include "column/column.h"
 
 #include <gtest/gtest.h>
 
@@ -60,9 +60,9 @@ TEST(FarField, WithoutSlabsTheFarFieldTemperaturesOverwriteTheColumnEnds) {
     c.DimensionFarfield(s);
     EXPECT_EQ(c.Temp.lo(), 1) << k;
     EXPECT_EQ(c.Temp.hi(), 6) << k;
-    EXPECT_DOUBLE_EQ(c.Temp(1), 900.0 + kKelvin);
-    EXPECT_DOUBLE_EQ(c.Temp(6), 300.0 + kKelvin);
-    EXPECT_DOUBLE_EQ(c.InitT(6), 300.0 + kKelvin);
+    EXPECT_DOUBLE_EQ(c.Temp(1), 900.0 + kKelvinOffset);
+    EXPECT_DOUBLE_EQ(c.Temp(6), 300.0 + kKelvinOffset);
+    EXPECT_DOUBLE_EQ(c.InitT(6), 300.0 + kKelvinOffset);
     EXPECT_DOUBLE_EQ(c.Temp(3), 1500.0);
   }
 }

@@ -10,15 +10,15 @@ namespace cx {
 
 // One report of the stable-assemblage minimizer's progress: what the progress display shows.
 struct ProgressInfo {
-  int node = 0;                    // CurrentNode
-  double temperatureK = 0.0;       // CurrentT
-  double pressureBar = 0.0;        // CurrentP
-  int attempt = 0;                 // the attempt count
-  int attemptsTotal = 0;           // shown after "\" when T is not held constant
+  int node = 0;               // CurrentNode
+  double temperatureK = 0.0;  // CurrentT
+  double pressureBar = 0.0;   // CurrentP
+  int attempt = 0;            // the attempt count
+  int attemptsTotal = 0;      // shown after "\" when T is not held constant
   bool constantT = true;
   int components = 0;
   double norm = 0.0;
-  double hsqpFlag = 0.0;           // the quadratic program's error flag
+  double hsqpFlag = 0.0;  // the quadratic program's error flag
   double stepLength = 0.0;
   std::vector<std::string> constrainedComponents;  // formulas of constrained liquid components
   std::vector<int> saturatedPhases;                // phase ids

@@ -1,4 +1,4 @@
-#include "run/settings.h"
+#include "column/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -15,15 +15,32 @@ TEST(SettingsFieldChecks, MiscFormFieldsRefuseIllegalValuesAndRestoreTheListedOn
     const char* shown;
   };
   const Case cases[] = {
-      {0, "0.5", true, "0.50"},       {0, "0.995", false, "0.6"},   {0, "abc", false, "0.6"},
-      {1, "0.02", true, "2.00E-02"},  {1, "-1", false, "0.01"},     {2, "2600", false, "2500"},
-      {2, "-40", true, "-40.00"},     {4, "-1", false, "0"},        {8, "-5", true, "-5.00"},
-      {9, "0", true, "0.00"},         {9, "1.5", false, "1.0"},     {10, "0.005", false, "0.1"},
-      {11, "10", true, "10"},         {11, "0.5", false, "1.0"},    {12, "-10", true, "-10.00"},
-      {12, "-11", false, "1.0"},      {13, "1.0", false, "0.9"},    {14, "3", true, "3"},
-      {14, "4", false, "0"},          {15, "2501", false, "300"},   {16, "-3000", true, "-3000.00"},
-      {16, "hot", false, "300"},      {17, "2", true, "2"},         {17, "", false, "1"},
-      {6, "-0.5", true, "-0.50000"},  {7, "12abc", false, "-2.50000"},
+      {0, "0.5", true, "0.50"},
+      {0, "0.995", false, "0.6"},
+      {0, "abc", false, "0.6"},
+      {1, "0.02", true, "2.00E-02"},
+      {1, "-1", false, "0.01"},
+      {2, "2600", false, "2500"},
+      {2, "-40", true, "-40.00"},
+      {4, "-1", false, "0"},
+      {8, "-5", true, "-5.00"},
+      {9, "0", true, "0.00"},
+      {9, "1.5", false, "1.0"},
+      {10, "0.005", false, "0.1"},
+      {11, "10", true, "10"},
+      {11, "0.5", false, "1.0"},
+      {12, "-10", true, "-10.00"},
+      {12, "-11", false, "1.0"},
+      {13, "1.0", false, "0.9"},
+      {14, "3", true, "3"},
+      {14, "4", false, "0"},
+      {15, "2501", false, "300"},
+      {16, "-3000", true, "-3000.00"},
+      {16, "hot", false, "300"},
+      {17, "2", true, "2"},
+      {17, "", false, "1"},
+      {6, "-0.5", true, "-0.50000"},
+      {7, "12abc", false, "-2.50000"},
   };
   Settings s;
   const double rate = -2.5 / 86400.0;  // the present bottom cooling rate, K/s

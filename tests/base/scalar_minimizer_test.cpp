@@ -1,5 +1,5 @@
 // The machine precision and Brent's minimizer against analytic minima.
-#include "solver/scalar_minimizer.h"
+#include "base/scalar_minimizer.h"
 
 #include <gtest/gtest.h>
 

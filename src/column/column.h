@@ -8,14 +8,14 @@
 #pragma once
 
 #include <array>
+#include <string>
 
 #include "base/array.h"
-#include "run/names.h"
-#include "run/settings.h"
+#include "column/names.h"
+#include "column/settings.h"
 
 namespace cx {
 
-inline constexpr double kKelvin = 273.15;
 inline constexpr double kSecondsPerDay = 86400.0;
 inline constexpr double kSecondsPerYear = 86400.0 * 365.0;
 
@@ -36,10 +36,10 @@ class Column {
 
   // --- Run scalars -------------------------------------------------------------------------
   int NumNodes = 4;
-  double Length = 4.0;    // cm, as entered and stored
-  double LengthR8 = 4.0;  // working copy, = DeltaX * NumNodes after inflation
-  double DeltaX = 1.0;    // cm
-  double DeltaT = 0.0;    // s
+  double Length = 4.0;     // cm, as entered and stored
+  double LengthR8 = 4.0;   // working copy, = DeltaX * NumNodes after inflation
+  double DeltaX = 1.0;     // cm
+  double DeltaT = 0.0;     // s
   double TotalTime = 0.0;  // s
   int Iteration = 0;
   int BottomNode = 1;
@@ -48,9 +48,9 @@ class Column {
   int TopNode0 = 0;
   double PileTop0 = 0.0;
   double InitTop = 0.0;
-  double LastAddition = 0.0;  // cm
-  double FluxRate = 0.0;      // cm/s
-  double Vwater = 0.0;        // cm/s
+  double LastAddition = 0.0;    // cm
+  double FluxRate = 0.0;        // cm/s
+  double Vwater = 0.0;          // cm/s
   double TopPressure = 1000.0;  // bar
   double TopCoolRate = 0.0;     // K/s
   double BottomCoolRate = 0.0;  // K/s
@@ -92,8 +92,8 @@ class Column {
   Array1<double> CpBulk, RhoLiq, RhoSolid, MassLiq, MassSolid, LiqVisc, FO2;
   Array1<double> Vliquid, Vsolid, GridPoint;
   Array1<int> PhaseCount;
-  Array2<int> PhaseList;  // (i, 0..15)
-  Array2<double> Xstable;  // (i, 0..60)
+  Array2<int> PhaseList;     // (i, 0..15)
+  Array2<double> Xstable;    // (i, 0..60)
   Array2<double> PhaseMass;  // (i, 1..10), cumulative over PhaseOrder
   Array2<double> PhaseX;     // (i, 1..13), percent
   Array2<double> GasComp;    // (i, 1..6), wt %
@@ -102,10 +102,27 @@ class Column {
   // --- Initial-profile copies: the red reference curve of the plots -----------------------
   Array1<double> InitFLiq, InitMgBulk, InitMgLiq, InitMgSolid, InitRhoLiq, InitRhoSolid;
   Array1<double> InitSLiq, InitSSolid, InitSTotal, InitLiqVisc, InitMassWater, InitFO2;
-  Array2<double> InitLiqOx, InitSolidOx, InitPhaseMass, InitTraceLiq, InitTraceSolid,
-      InitTraceGas;
+  Array2<double> InitLiqOx, InitSolidOx, InitPhaseMass, InitTraceLiq, InitTraceSolid, InitTraceGas;
 
   bool operator==(const Column&) const = default;
 };
+
+// When the gas velocity is worked out: it depends on the time step when the vapor velocity
+// parameter counts nodes per iteration.
+enum class VaporVelocityAt { SetupRead, RunStart, Iteration };
+
+// Vwater, the gas velocity in cm/s, from the vapor velocity parameter p (MiscForm tbInput(12)).
+// p >= 0: p times the liquid's velocity (FluxRate when infiltrating, else the compaction
+// velocity).  p < 0: |p| nodes per iteration, |p| DeltaX / DeltaT; a setup read with no time
+// step yet gives 0, and the start of a run gives 0 on purpose (its first iteration sets the
+// value); during the iterations a zero time step is a division fault.
+double vaporVelocity(const Column& column, const Settings& settings, VaporVelocityAt at);
+
+// The label of the gas velocity: V(water) per day, "scientific" at or below `threshold`.
+std::string vwaterLabel(double vwater, double threshold);
+
+// Refreshes the initial-profile copies (the red reference curves of the plots) from the present
+// state.
+void refreshInitialProfiles(Column& column);
 
 }  // namespace cx
