@@ -107,6 +107,10 @@ class Column {
   bool operator==(const Column&) const = default;
 };
 
+// PGradient: the pressure of each node from the weight of the column above it.  Node i takes the
+// weight of node i + 1, not its own; an empty density is replaced by 27.0 (2.7 g/cm3).
+void PGradient(Column& column);
+
 // When the gas velocity is worked out: it depends on the time step when the vapor velocity
 // parameter counts nodes per iteration.
 enum class VaporVelocityAt { SetupRead, RunStart, Iteration };

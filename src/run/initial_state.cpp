@@ -8,18 +8,6 @@
 
 namespace cx {
 
-void PGradient(Column& c) {
-  c.Press(c.NumNodes) = c.TopPressure;
-  for (int i = c.NumNodes - 1; i >= 1; --i) {
-    const int j = i + 1;
-    if (c.RhoLiq(j) == 0.0) c.RhoLiq(j) = 27.0;
-    if (!(c.FLiq(j) != 0.0) && c.RhoSolid(j) == 0.0) c.RhoSolid(j) = 27.0;
-    // Densities are in g per J/bar; 9.8e-5 turns g/cm2 of overburden into bar.
-    c.Press(i) = c.Press(j) +
-                 ((1.0 - c.FLiq(j)) * c.RhoSolid(j) + c.FLiq(j) * c.RhoLiq(j)) * c.DeltaX * 9.8e-5;
-  }
-}
-
 // FindInitial: iteration 0 of a run.
 namespace {
 

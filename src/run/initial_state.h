@@ -8,10 +8,6 @@
 
 namespace cx {
 
-// PGradient: the pressure of each node from the weight of the column above it.  Node i takes the
-// weight of node i + 1, not its own; an empty density is replaced by 27.0 (2.7 g/cm3).
-void PGradient(Column& column);
-
 struct RunContext;
 
 // FindInitial: iteration 0 of a run.  Every node is first made all liquid (for the densities of
