@@ -1,0 +1,115 @@
+#include "transport/node_parts.h"
+
+namespace cx {
+namespace {
+
+template <std::size_t N>
+void mixArray(std::array<double, N>& into, double a, const std::array<double, N>& from, double b) {
+  for (std::size_t k = 0; k < N; ++k) into[k] = a * into[k] + b * from[k];
+}
+
+}  // namespace
+
+Material Material::withVolume(double v) const {
+  Material m = *this;
+  m.mass = density() * v;
+  m.volume = v;
+  return m;
+}
+
+void Material::add(const Material& other) {
+  if (!(other.mass > 0.0)) {
+    volume += other.volume;
+    return;
+  }
+  const double total = mass + other.mass;
+  const double a = mass / total, b = other.mass / total;
+  entropy = a * entropy + b * other.entropy;
+  viscosity = a * viscosity + b * other.viscosity;
+  mixArray(composition, a, other.composition, b);
+  mixArray(trace, a, other.trace, b);
+  mixArray(phases, a, other.phases, b);
+  mixArray(phaseX, a, other.phaseX, b);
+  mass = total;
+  volume += other.volume;
+}
+
+Material solidOf(const Column& c, int i, const NodeVolumes& v) {
+  Material m;
+  m.volume = v.solid;
+  m.mass = v.solid * v.rhoSolid;
+  m.entropy = c.SSolid(i);
+  for (int k = 1; k <= kOxides; ++k) m.composition[static_cast<std::size_t>(k)] = c.SolidOx(i, k);
+  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceSolid(i, k);
+  const double total = c.PhaseMass(i, kPhaseOrderSize);
+  if (total > 0.0)
+    for (int k = 1; k <= kPhaseOrderSize; ++k)
+      m.phases[static_cast<std::size_t>(k)] = c.PhaseMass(i, k) / total;
+  for (int k = 1; k <= kSolidSolutions; ++k) m.phaseX[static_cast<std::size_t>(k)] = c.PhaseX(i, k);
+  return m;
+}
+
+Material liquidOf(const Column& c, int i, const NodeVolumes& v) {
+  Material m;
+  m.volume = v.liquid;
+  m.mass = v.liquid * v.rhoLiq;
+  m.entropy = c.SLiq(i);
+  m.viscosity = c.LiqVisc(i);
+  for (int k = 1; k <= kOxides; ++k) m.composition[static_cast<std::size_t>(k)] = c.LiqOx(i, k);
+  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceLiq(i, k);
+  return m;
+}
+
+Material gasOf(const Column& c, int i, const NodeVolumes& v) {
+  Material m;
+  m.volume = v.gas;
+  m.mass = v.gas * v.rhoGas;
+  m.entropy = c.SWater(i);
+  for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k)
+    m.composition[static_cast<std::size_t>(k)] = c.GasComp(i, k);
+  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceGasPpm(i, k);
+  return m;
+}
+
+void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
+               const Material& gas) {
+  const double total = solid.mass + liquid.mass + gas.mass;
+  const double volume = solid.volume + liquid.volume + gas.volume;
+  auto share = [&](double mass) { return total > 0.0 ? 100.0 * mass / total : 0.0; };
+
+  c.MassSolid(i) = share(solid.mass);
+  c.MassLiq(i) = share(liquid.mass);
+  c.MassWater(i) = share(gas.mass);
+  c.FLiq(i) = volume > 0.0 ? liquid.volume / volume : 0.0;
+
+  const bool hasSolid = solid.mass > 0.0;
+  c.RhoSolid(i) = hasSolid ? solid.density() : 1.0;
+  c.SSolid(i) = hasSolid ? solid.entropy : 0.0;
+  for (int k = 1; k <= kOxides; ++k)
+    c.SolidOx(i, k) = hasSolid ? solid.composition[static_cast<std::size_t>(k)] : 0.0;
+  for (int k = 1; k <= kTraces; ++k)
+    c.TraceSolid(i, k) = hasSolid ? solid.trace[static_cast<std::size_t>(k)] : 0.0;
+  for (int k = 1; k <= kPhaseOrderSize; ++k)
+    c.PhaseMass(i, k) = hasSolid ? solid.phases[static_cast<std::size_t>(k)] * c.MassSolid(i) : 0.0;
+  for (int k = 1; k <= kSolidSolutions; ++k)
+    c.PhaseX(i, k) = hasSolid ? solid.phaseX[static_cast<std::size_t>(k)] : 0.0;
+
+  if (liquid.mass > 0.0) {
+    c.RhoLiq(i) = liquid.density();
+    c.SLiq(i) = liquid.entropy;
+    c.LiqVisc(i) = liquid.viscosity;
+    for (int k = 1; k <= kOxides; ++k)
+      c.LiqOx(i, k) = liquid.composition[static_cast<std::size_t>(k)];
+    for (int k = 1; k <= kTraces; ++k) c.TraceLiq(i, k) = liquid.trace[static_cast<std::size_t>(k)];
+  }
+
+  const bool hasGas = gas.mass > 0.0;
+  c.RhoWater(i) = hasGas ? gas.density() : 1.0;
+  c.SWater(i) = hasGas ? gas.entropy : 0.0;
+  for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k)
+    c.GasComp(i, k) = hasGas ? gas.composition[static_cast<std::size_t>(k)] : 0.0;
+  for (int k = 1; k <= kTraces; ++k)
+    c.TraceGasPpm(i, k) = hasGas ? gas.trace[static_cast<std::size_t>(k)] : 0.0;
+}
+
+}  // namespace cx
