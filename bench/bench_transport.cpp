@@ -9,7 +9,6 @@
 #include "column/settings.h"
 #include "transport/adjust_nodes.h"
 #include "transport/mass_diffusion.h"
-#include "transport/update_bulk.h"
 
 namespace {
 
@@ -90,20 +89,4 @@ void BM_AdjustNodes(benchmark::State& state) {
 }
 BENCHMARK(BM_AdjustNodes)->Unit(benchmark::kMicrosecond);
 
-}  // namespace
-
-namespace {
-void BM_UpdateBulkProbe(benchmark::State& state) {
-  cx::Settings s;
-  s.setMiscText(cx::misc::kFarfieldThickness, "0");
-  const cx::ThermoTables tables = cx::loadThermoTables();
-  cx::RecordingDiagnostics diag;
-  cx::Column c = benchColumn(s);
-  for (auto _ : state) {
-    int first = 1, last = c.NumNodes;
-    cx::UpdateBulk(c, first, last, tables, diag);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_UpdateBulkProbe)->Unit(benchmark::kMicrosecond);
 }  // namespace

@@ -3,188 +3,108 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <vector>
 
 #include "base/text_format.h"
 #include "base/trap.h"
-#include "transport/node_volumes.h"
-#include "transport/update_bulk.h"
+#include "transport/node_parts.h"
 
 namespace cx {
 namespace {
 
-constexpr double kGasPresent = 1e-6;      // g: less gas than this is no gas in the remap
-constexpr double kGasMassFloor = 1e-8;    // g: a remapped gas mass below this is 0
-constexpr double kLiquidMassFloor = 1e-6;  // g: the least liquid a remapped node keeps
+constexpr double kGasMassFloor = 1e-8;      // g: a remapped gas mass below this is 0
+constexpr double kLiquidMassFloor = 1e-6;   // g: the least liquid a remapped node keeps
 constexpr double kSolidMassFloor = 0.0001;  // g: a remapped solid mass below this is 0
-constexpr double kCompositionFloor = 1e-7;  // an oxide, trace or gas species below this is 0
+constexpr double kCompositionFloor = 1e-7;  // an oxide or trace below this is 0
+constexpr double kRoundingShare = 1e-12;    // a share of a node this small is rounding
 
-// The state of the column before the remap.
-struct Snapshot {
-  Array1<double> SSolid, RhoSolid, MassSolid, RhoWater, MassWater, SWater, Temp, Press, SLiq,
-      MassLiq, RhoLiq, LiqVisc, FO2;
-  Array2<double> LiqOx, SolidOx, TraceLiq, TraceGasPpm, TraceSolid, PhaseMass, GasComp;
-  std::vector<NodeVolumes> volumes;  // 1..NumNodes
-
-  explicit Snapshot(const Column& c)
-      : SSolid(c.SSolid),
-        RhoSolid(c.RhoSolid),
-        MassSolid(c.MassSolid),
-        RhoWater(c.RhoWater),
-        MassWater(c.MassWater),
-        SWater(c.SWater),
-        Temp(c.Temp),
-        Press(c.Press),
-        SLiq(c.SLiq),
-        MassLiq(c.MassLiq),
-        RhoLiq(c.RhoLiq),
-        LiqVisc(c.LiqVisc),
-        FO2(c.FO2),
-        LiqOx(c.LiqOx),
-        SolidOx(c.SolidOx),
-        TraceLiq(c.TraceLiq),
-        TraceGasPpm(c.TraceGasPpm),
-        TraceSolid(c.TraceSolid),
-        PhaseMass(c.PhaseMass),
-        GasComp(c.GasComp),
-        volumes(static_cast<std::size_t>(c.NumNodes + 1)) {
-    for (int i = 1; i <= c.NumNodes; ++i) {
-      if (RhoWater(i) == 0.0) RhoWater(i) = 1.0;
-      if (RhoSolid(i) == 0.0) RhoSolid(i) = 1.0;
-      NodeVolumes& v = volumes[static_cast<std::size_t>(i)];
-      v = nodeVolumes(c, i);
-      if (!(MassWater(i) > kGasPresent)) {
-        // A trace of gas counts as none; its volume goes to the liquid.
-        v.liquid += v.gas;
-        v.gas = 0.0;
-      }
-    }
-  }
-  const NodeVolumes& volume(int i) const { return volumes[static_cast<std::size_t>(i)]; }
+// One node of the column before the remap: its three parts and what belongs to the place.
+struct OldNode {
+  Material solid, liquid, gas;
+  double temp = 0.0, press = 0.0, viscosity = 0.0, fo2 = 0.0;
+  double density = 0.0;  // bulk: mass per unit volume
+  double entropy = 0.0;  // STotal
+  std::array<double, kOxides + 1> bulk{};
+  std::array<double, kTraces + 1> traceBulk{};
 };
 
-// The three old nodes that overlap a new one (below, itself, above) and their weights.
-struct Overlap {
-  std::array<int, 3> node{};
-  std::array<double, 3> w{};
+void readOldNode(const Column& c, int i, OldNode& o) {
+  const NodeVolumes v = nodeVolumes(c, i);
+  readSolid(c, i, v, o.solid);
+  readLiquid(c, i, v, o.liquid);
+  readGas(c, i, v, o.gas);
+  o.temp = c.Temp(i);
+  o.press = c.Press(i);
+  o.viscosity = c.LiqVisc(i);
+  o.fo2 = c.FO2(i);
+  o.density = v.density();
+  o.entropy = c.STotal(i);
+  static_cast<void>(c.BulkOx(i, kOxides));
+  static_cast<void>(c.TraceBulk(i, kTraces));
+  for (int k = 1; k <= kOxides; ++k) o.bulk[static_cast<std::size_t>(k)] = c.BulkOx.unchecked(i, k);
+  for (int k = 1; k <= kTraces; ++k)
+    o.traceBulk[static_cast<std::size_t>(k)] = c.TraceBulk.unchecked(i, k);
+}
+
+// New node i as the overlap-weighted sum of the old nodes below it, at it and above it: each
+// takes its share of every old node's volume, solids, liquid and gas alike, so the remap keeps
+// the mass of every oxide and trace element and the entropy.
+struct Parts {
+  Material solid, liquid, gas;
 };
 
-// Sets row i of `out` to the weighted mean of the rows of `old` (the same shape, the rows of
-// `o` within it); a result below `floor` is 0.
-void blendRow(Array2<double>& out, int i, const Array2<double>& old, const Overlap& o,
-              const std::array<double, 3>& weight, double floor) {
-  out(i, out.colLo());  // the row exists (the old rows are neighbours of it)
-  for (int k = out.colLo(); k <= out.colHi(); ++k) {
-    double v = 0.0;
-    for (std::size_t n = 0; n < 3; ++n)
-      if (weight[n] != 0.0) v += weight[n] * old.unchecked(o.node[n], k);
-    out.unchecked(i, k) = v < floor ? 0.0 : v;
-  }
-}
-double blend(const Array1<double>& old, const Overlap& o, const std::array<double, 3>& weight) {
-  double v = 0.0;
-  for (std::size_t n = 0; n < 3; ++n)
-    if (weight[n] != 0.0) v += weight[n] * old(o.node[n]);
-  return v;
-}
-
-// Weights proportional to w x share x density, normalised; false when they carry no mass.
-bool massWeights(const Overlap& o, const std::array<double, 3>& share,
-                 const std::array<double, 3>& density, std::array<double, 3>& weight,
-                 double& mass, double& volume) {
-  mass = volume = 0.0;
+void remapNode(Column& c, int i, const std::array<const OldNode*, 3>& old,
+               const std::array<double, 3>& w, Parts& parts, int& TopNode) {
+  Material& solid = parts.solid;
+  Material& liquid = parts.liquid;
+  Material& gas = parts.gas;
+  solid.empty();
+  liquid.empty();
+  gas.empty();
+  double temp = 0.0, press = 0.0, viscosity = 0.0, fo2 = 0.0, mass = 0.0, entropy = 0.0;
+  std::array<double, kOxides + 1> bulk{};
+  std::array<double, kTraces + 1> traceBulk{};
   for (std::size_t n = 0; n < 3; ++n) {
-    weight[n] = o.w[n] * share[n] * density[n];
-    mass += weight[n];
-    volume += o.w[n] * share[n];
+    if (w[n] == 0.0) continue;
+    const OldNode& o = *old[n];
+    if (o.solid.volume > 0.0) solid.add(o.solid, w[n] * o.solid.volume);
+    if (o.liquid.volume > 0.0) liquid.add(o.liquid, w[n] * o.liquid.volume);
+    if (o.gas.volume > 0.0) gas.add(o.gas, w[n] * o.gas.volume);
+    temp += w[n] * o.temp;
+    press += w[n] * o.press;
+    viscosity += w[n] * o.viscosity;
+    fo2 += w[n] * o.fo2;
+    const double m = w[n] * o.density;
+    mass += m;
+    entropy += m * o.entropy;
+    for (std::size_t k = 1; k < bulk.size(); ++k) bulk[k] += m * o.bulk[k];
+    for (std::size_t k = 1; k < traceBulk.size(); ++k) traceBulk[k] += m * o.traceBulk[k];
   }
-  if (!(mass > 0.0)) return false;
-  for (double& w : weight) w /= mass;
-  return true;
-}
-
-void dropTopNode(int i, int& TopNode) {
-  if (i == TopNode && i > 1) TopNode = std::max(1, TopNode - 1);
-}
-
-void remapNode(Column& c, int i, const Snapshot& old, const Overlap& o, int& TopNode) {
-  std::array<double, 3> share{}, density{}, weight{};
-  double mass = 0.0, volume = 0.0;
-  auto vol = [&](std::size_t n) { return old.volume(o.node[n]); };
-
-  c.Temp(i) = blend(old.Temp, o, o.w);
-  c.Press(i) = blend(old.Press, o, o.w);
-  c.LiqVisc(i) = blend(old.LiqVisc, o, o.w);
-  c.FO2(i) = blend(old.FO2, o, o.w);
-  double liquidFraction = 0.0;
-  for (std::size_t n = 0; n < 3; ++n) liquidFraction += o.w[n] * vol(n).liquid;
-  c.FLiq(i) = liquidFraction;
-
-  // Solids, weighted by the solid mass each old node contributes.
-  for (std::size_t n = 0; n < 3; ++n) {
-    share[n] = vol(n).solid;
-    density[n] = old.RhoSolid(o.node[n]);
+  // A trace of solids or gas is none: the node holds no such part at all.
+  const double total = solid.mass + liquid.mass + gas.mass;
+  if (!(100.0 * solid.mass >= kSolidMassFloor * total)) solid.empty();
+  if (!(100.0 * gas.mass >= kGasMassFloor * total)) gas.empty();
+  if (solid.mass > 0.0) {
+    for (double& x : solid.composition)
+      if (x < kCompositionFloor) x = 0.0;
+    for (double& x : solid.trace)
+      if (x < kCompositionFloor) x = 0.0;
   }
-  if (massWeights(o, share, density, weight, mass, volume)) {
-    c.RhoSolid(i) = mass / volume;
-    blendRow(c.SolidOx, i, old.SolidOx, o, weight, kCompositionFloor);
-    blendRow(c.TraceSolid, i, old.TraceSolid, o, weight, kCompositionFloor);
-    blendRow(c.PhaseMass, i, old.PhaseMass, o, weight, -1.0);
-    c.MassSolid(i) = blend(old.MassSolid, o, weight);
-    // The entropy of the lower neighbour's solid enters with its overlap alone, not with its
-    // solid mass: kept as it is on purpose, so that runs stay comparable with earlier ones.
-    std::array<double, 3> entropyWeight = weight;
-    entropyWeight[0] = o.w[0] / mass;
-    c.SSolid(i) = blend(old.SSolid, o, entropyWeight);
-    if (c.MassSolid(i) < kSolidMassFloor) {
-      c.MassSolid(i) = 0.0;
-      dropTopNode(i, TopNode);
-    }
-  } else {
-    c.MassSolid(i) = 0.0;
-    dropTopNode(i, TopNode);
+  if (liquid.mass > 0.0)
+    for (double& x : liquid.composition)
+      if (x < kCompositionFloor) x = 0.0;
+  writeNode(c, i, solid, liquid, gas);
+  c.Temp(i) = temp;
+  c.Press(i) = press;
+  c.LiqVisc(i) = viscosity;
+  c.FO2(i) = fo2;
+  if (mass > 0.0) {
+    c.STotal(i) = entropy / mass;
+    for (int k = 1; k <= kOxides; ++k) c.BulkOx(i, k) = bulk[static_cast<std::size_t>(k)] / mass;
+    for (int k = 1; k <= kTraces; ++k)
+      c.TraceBulk(i, k) = traceBulk[static_cast<std::size_t>(k)] / mass;
   }
-
-  // Liquid, weighted by the liquid mass each old node contributes.
-  for (std::size_t n = 0; n < 3; ++n) {
-    share[n] = vol(n).liquid;
-    density[n] = old.RhoLiq(o.node[n]);
-  }
-  if (massWeights(o, share, density, weight, mass, volume)) {
-    c.RhoLiq(i) = mass / volume;
-    c.SLiq(i) = blend(old.SLiq, o, weight);
-    c.MassLiq(i) = std::max(blend(old.MassLiq, o, weight), kLiquidMassFloor);
-    blendRow(c.LiqOx, i, old.LiqOx, o, weight, kCompositionFloor);
-    blendRow(c.TraceLiq, i, old.TraceLiq, o, weight, -1.0);
-  }
-
-  // Gas, weighted by the gas mass each old node contributes.
-  bool gas = false;
-  if (old.MassWater(i) > kGasPresent) {
-    for (std::size_t n = 0; n < 3; ++n) {
-      share[n] = vol(n).gas;
-      density[n] = old.RhoWater(o.node[n]);
-    }
-    gas = massWeights(o, share, density, weight, mass, volume);
-  }
-  if (gas) {
-    c.RhoWater(i) = mass / volume;
-    c.SWater(i) = blend(old.SWater, o, weight);
-    c.MassWater(i) = blend(old.MassWater, o, weight);
-    if (c.MassWater(i) < kGasMassFloor) c.MassWater(i) = 0.0;
-    blendRow(c.TraceGasPpm, i, old.TraceGasPpm, o, weight, -1.0);
-    blendRow(c.GasComp, i, old.GasComp, o, weight, kCompositionFloor);
-    double sum = 0.0;
-    for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k) sum += c.GasComp(i, k);
-    if (sum > 0.0)
-      for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k) c.GasComp(i, k) *= 100.0 / sum;
-  } else {
-    c.MassWater(i) = 0.0;
-    c.SWater(i) = 0.0;
-    c.RhoWater(i) = 1.0;
-    for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k) c.GasComp(i, k) = 0.0;
-    for (int k = 1; k <= kTraces; ++k) c.TraceGasPpm(i, k) = 0.0;
-  }
+  if (c.MassLiq(i) < kLiquidMassFloor) c.MassLiq(i) = kLiquidMassFloor;
+  if (c.MassSolid(i) == 0.0 && i == TopNode && i > 1) --TopNode;
 }
 
 }  // namespace
@@ -195,7 +115,7 @@ double nodeStretch(double rhoBefore, double rhoAfter) {
 }
 
 void AdjustNodes(Column& c, const Settings& s, const Array1<double>& Stretch, int& TopNode,
-                 const ThermoTables& tables, Diagnostics& diag, Port& port) {
+                 const ThermoTables& /*tables*/, Diagnostics& diag, Port& port) {
   runTrapped(diag, subroutineSuffix("AdjustNodes"), [&] {
     const int N = c.NumNodes;
     const double d0 = c.LengthR8 / N;
@@ -214,22 +134,32 @@ void AdjustNodes(Column& c, const Settings& s, const Array1<double>& Stretch, in
     port.setLabel("lblPileTop", formatNumber(c.PileTop / 100.0, "fixed"));
     port.setLabel("lblLength", formatNumber(c.LengthR8 / 100.0, "fixed"));
 
-    const Snapshot old(c);
+    // A window of the old state: node i - 1 (already overwritten, so kept), i and i + 1, in
+    // three slots that take turns.
+    std::array<OldNode, 3> window;
+    OldNode* below = &window[0];
+    OldNode* at = &window[1];
+    OldNode* above = &window[2];
+    readOldNode(c, 1, *at);
+    Parts parts;
     double z = 0.0;  // the top of old node i on the stretched grid
     for (int i = 1; i <= N; ++i) {
+      if (i < N) readOldNode(c, i + 1, *above);
       // Overshoots of the stretched node's lower and upper faces past the new node's faces: the
       // new node takes the gap below from the node below, the gap above from the node above.
       const double a = z - (i - 1) * d1;
       z += d0 * Stretch(i);
       const double b = z - i * d1;
-      Overlap o;
-      o.node = {i > 1 ? i - 1 : i, i, i < N ? i + 1 : i};
-      o.w[0] = a > 0.0 ? checkedDiv(a, d1) : 0.0;
-      o.w[2] = b < 0.0 ? checkedDiv(-b, d1) : 0.0;
-      o.w[1] = 1.0 - o.w[0] - o.w[2];
-      remapNode(c, i, old, o, TopNode);
-      int first = i, last = i;
-      UpdateBulk(c, first, last, tables, diag);
+      // A gap of the order of the rounding of the lengths is no gap.
+      const double tiny = kRoundingShare * d1;
+      std::array<double, 3> w{};
+      w[0] = a > tiny ? checkedDiv(a, d1) : 0.0;
+      w[2] = b < -tiny ? checkedDiv(-b, d1) : 0.0;
+      w[1] = 1.0 - w[0] - w[2];
+      remapNode(c, i, {i > 1 ? below : at, at, i < N ? above : at}, w, parts, TopNode);
+      std::swap(below, at);  // the old node i becomes the one below
+      std::swap(at, above);  // and the old node i + 1 the one at hand
+
     }
     port.plotResults();
     if (TopNode < N && s.optionCompact && s.optionBottomAccum) {

@@ -27,16 +27,24 @@ struct Material {
   double viscosity = 0.0;  // liquid
 
   double density() const { return volume > 0.0 ? mass / volume : 0.0; }
+  // No amount: what it holds means nothing until a material is added (cheap, for reuse).
+  void empty() { volume = mass = 0.0; }
   // The same material in another amount.
   Material withVolume(double v) const;
   // Mixes `other` in, by mass.
   void add(const Material& other);
+  // Mixes in `other` in the amount `v` (node volumes) of it.
+  void add(const Material& other, double v);
 };
 
-// The solids, liquid and gas of node i in the volumes of `v`.
+// The solids, liquid and gas of node i in the volumes of `v` (a part of no volume is empty).
 Material solidOf(const Column& c, int i, const NodeVolumes& v);
 Material liquidOf(const Column& c, int i, const NodeVolumes& v);
 Material gasOf(const Column& c, int i, const NodeVolumes& v);
+// The same into a material held elsewhere (no copy: for loops over many nodes).
+void readSolid(const Column& c, int i, const NodeVolumes& v, Material& m);
+void readLiquid(const Column& c, int i, const NodeVolumes& v, Material& m);
+void readGas(const Column& c, int i, const NodeVolumes& v, Material& m);
 
 // Writes node i as made of these three parts (their volumes summing to the node's): densities,
 // compositions, entropies, the phase table and the masses on the node's 100 g basis, FLiq as the

@@ -225,6 +225,7 @@ TEST(RunDriver, EquilibrationFallsEveryNthIterationWhileBookkeepingRunsEveryIter
   rig.settings.setMiscText(misc::kEquilibrationEvery, "3");
   rig.settings.run.chkSkipEquilibration = 0;
   rig.settings.run.chkSkipTrace = 0;
+  rig.column.BigDFlags(0) = true;  // constant partition coefficients
   std::vector<int> equilibrated, traced;
   rig.ctx.processes.Equilibrate = [&](RunContext& c) {
     equilibrated.push_back(c.column.Iteration);

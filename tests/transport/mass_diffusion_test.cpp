@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "transport/transport_fixture.h"
+#include "support/transport_fixture.h"
 #include "ui/recording_port.h"
 
 #ifdef CUMULEX_HAVE_EIGEN

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "column/column.h"
 #include "column/settings.h"
@@ -60,13 +62,37 @@ inline void giveCrystals(Column& c, int i, double solid, double rhoS = 32.0) {
   c.RhoSolid(i) = rhoS;
   c.SSolid(i) = 2.0;
   c.FLiq(i) = 1.0 - solid;
-  for (int j = 1; j <= kOxides; ++j) c.SolidOx(i, j) = kCrystals[static_cast<std::size_t>(j)];
-  for (int k = 1; k <= kTraces; ++k) c.TraceSolid(i, k) = 0.1 * k;
+  const double present = solid > 0.0 ? 1.0 : 0.0;
+  for (int j = 1; j <= kOxides; ++j)
+    c.SolidOx(i, j) = present * kCrystals[static_cast<std::size_t>(j)];
+  for (int k = 1; k <= kTraces; ++k) c.TraceSolid(i, k) = present * 0.1 * k;
   c.PhaseOrder(1) = 1;
   c.PhaseOrder(2) = 2;
   c.PhaseMass(i, 1) = 0.75 * c.MassSolid(i);
   for (int k = 2; k <= kPhaseOrderSize; ++k) c.PhaseMass(i, k) = c.MassSolid(i);
-  for (int k = 1; k <= kSolidSolutions; ++k) c.PhaseX(i, k) = k == 1 ? 85.0 : 0.0;
+  for (int k = 1; k <= kSolidSolutions; ++k) c.PhaseX(i, k) = k == 1 ? present * 85.0 : 0.0;
+  if (solid == 0.0) {
+    c.SSolid(i) = 0.0;
+    c.RhoSolid(i) = 1.0;
+  }
+}
+
+// Gives node i gas (H2O and CO2, density rhoG) of mass `grams`, the node's masses rescaled to
+// 100 g together; trace k in the gas at 2 k ppm.
+inline void giveGas(Column& c, int i, double grams, double rhoG = 4.0) {
+  const double scale = (100.0 - grams) / (c.MassLiq(i) + c.MassSolid(i));
+  c.MassLiq(i) *= scale;
+  c.MassSolid(i) *= scale;
+  for (int k = 1; k <= kPhaseOrderSize; ++k) c.PhaseMass(i, k) *= scale;
+  c.MassWater(i) = grams;
+  c.RhoWater(i) = rhoG;
+  c.SWater(i) = 5.0;
+  c.GasComp(i, 1) = 80.0;
+  c.GasComp(i, 2) = 20.0;
+  for (int k = 1; k <= kTraces; ++k) c.TraceGasPpm(i, k) = 2.0 * k;
+  const double v = c.MassLiq(i) / c.RhoLiq(i) + c.MassWater(i) / rhoG +
+                   (c.MassSolid(i) > 0.0 ? c.MassSolid(i) / c.RhoSolid(i) : 0.0);
+  c.FLiq(i) = c.MassLiq(i) / c.RhoLiq(i) / v;
 }
 
 // Volume fractions and bulk density of node i from its masses and densities.
@@ -123,6 +149,63 @@ inline double traceInventory(const Column& c, int k) {
 inline double entropyInventory(const Column& c) {
   return columnContent(
       c, [&](int i) { return c.SLiq(i); }, [&](int i) { return c.SSolid(i); });
+}
+
+// The per-node state that the transport steps carry, field by field, for comparisons.
+struct NodeField {
+  std::string name;
+  std::vector<double> values;  // node-major
+};
+inline std::vector<NodeField> nodeFields(const Column& c) {
+  std::vector<NodeField> out;
+  auto add1 = [&](const char* name, const Array1<double>& a) {
+    NodeField f{name, {}};
+    for (int i = 1; i <= c.NumNodes; ++i) f.values.push_back(a(i));
+    out.push_back(std::move(f));
+  };
+  auto add2 = [&](const char* name, const Array2<double>& a) {
+    NodeField f{name, {}};
+    for (int i = 1; i <= c.NumNodes; ++i)
+      for (int k = a.colLo(); k <= a.colHi(); ++k) f.values.push_back(a(i, k));
+    out.push_back(std::move(f));
+  };
+  add1("Temp", c.Temp);
+  add1("Press", c.Press);
+  add1("FLiq", c.FLiq);
+  add1("STotal", c.STotal);
+  add1("SLiq", c.SLiq);
+  add1("SSolid", c.SSolid);
+  add1("SWater", c.SWater);
+  add1("RhoLiq", c.RhoLiq);
+  add1("RhoSolid", c.RhoSolid);
+  add1("RhoWater", c.RhoWater);
+  add1("MassLiq", c.MassLiq);
+  add1("MassSolid", c.MassSolid);
+  add1("MassWater", c.MassWater);
+  add1("LiqVisc", c.LiqVisc);
+  add1("FO2", c.FO2);
+  add2("BulkOx", c.BulkOx);
+  add2("LiqOx", c.LiqOx);
+  add2("SolidOx", c.SolidOx);
+  add2("TraceLiq", c.TraceLiq);
+  add2("TraceSolid", c.TraceSolid);
+  add2("TraceBulk", c.TraceBulk);
+  add2("TraceGasPpm", c.TraceGasPpm);
+  add2("GasComp", c.GasComp);
+  add2("PhaseMass", c.PhaseMass);
+  return out;
+}
+// The largest relative difference (against 1 + |value|) between two columns' fields, and its name.
+inline std::pair<double, std::string> largestDifference(const Column& a, const Column& b) {
+  const auto fa = nodeFields(a), fb = nodeFields(b);
+  std::pair<double, std::string> worst{0.0, ""};
+  for (std::size_t f = 0; f < fa.size(); ++f)
+    for (std::size_t k = 0; k < fa[f].values.size() && k < fb[f].values.size(); ++k) {
+      const double d = std::fabs(fa[f].values[k] - fb[f].values[k]) /
+                       (1.0 + std::fabs(fa[f].values[k]));
+      if (d > worst.first) worst = {d, fa[f].name};
+    }
+  return worst;
 }
 
 }  // namespace cx::test
