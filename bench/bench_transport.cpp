@@ -19,8 +19,8 @@ cx::Column benchColumn(const cx::Settings& s) {
   c.DeltaX = 10.0;
   c.Length = c.LengthR8 = 3000.0;
   c.DimensionArrays(s);
-  const double melt[16] = {0, 49.8, 1.5, 15.0, 1.5, 0.05, 9.0, 0.15, 8.0, 11.0, 2.75, 0.5, 0.2,
-                           0.4, 0.0, 0.15};
+  const double melt[16] = {0,   49.8, 1.5,  15.0, 1.5, 0.05, 9.0, 0.15,
+                           8.0, 11.0, 2.75, 0.5,  0.2, 0.4,  0.0, 0.15};
   for (int i = 1; i <= c.NumNodes; ++i) {
     const double x = static_cast<double>(i) / c.NumNodes;
     c.Temp(i) = 1473.15 - 100.0 * x;
@@ -70,7 +70,6 @@ BENCHMARK(BM_MassDiffusion)->Unit(benchmark::kMicrosecond);
 void BM_AdjustNodes(benchmark::State& state) {
   cx::Settings s;
   s.setMiscText(cx::misc::kFarfieldThickness, "0");
-  const cx::ThermoTables tables = cx::loadThermoTables();
   cx::RecordingDiagnostics diag;
   cx::NullPort port;
   const cx::Column start = benchColumn(s);
@@ -82,7 +81,7 @@ void BM_AdjustNodes(benchmark::State& state) {
     c = start;
     state.ResumeTiming();
     int top = c.TopNode;
-    cx::AdjustNodes(c, s, stretch, top, tables, diag, port);
+    cx::AdjustNodes(c, s, stretch, top, diag, port);
     benchmark::ClobberMemory();
   }
   if (diag.ErrorFlag) state.SkipWithError("AdjustNodes failed");

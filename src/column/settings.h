@@ -185,9 +185,9 @@ inline constexpr std::string_view kTraceDiffusionTip =
     "D for all trace elements - set to 0.0 to skip trace element diffusion";
 inline constexpr std::string_view kSoretCaption = "Include Soret diffusion";
 // The form's Soret coefficients, SiO2 to S.
-inline constexpr std::array<double, 15> kSoretDefaults = {
-    -0.0038, 0.0037, 0.0003, 0.0, 0.0,  0.0054, 0.0054, 0.0046,
-    0.003,   -0.0033, -0.0055, 0.0, 0.0, 0.0,   0.0};
+inline constexpr std::array<double, 15> kSoretDefaults = {-0.0038, 0.0037, 0.0003, 0.0,   0.0,
+                                                          0.0054,  0.0054, 0.0046, 0.003, -0.0033,
+                                                          -0.0055, 0.0,    0.0,    0.0,   0.0};
 }  // namespace diffusion
 
 }  // namespace cx

@@ -76,9 +76,9 @@ ProcessTable standardProcesses() {
   p.AdjustNodes = [](RunContext& ctx) {
     Column& c = ctx.column;
     // A node the last equilibration did not solve keeps its length.
-    if (ctx.Stretch.lo() != 1 || ctx.Stretch.hi() != c.NumNodes) ctx.Stretch.redim(1, c.NumNodes, 1.0);
-    AdjustNodes(c, ctx.settings, ctx.Stretch, c.TopNode, columnSolver(ctx).tables(), ctx.log,
-                ctx.port);
+    if (ctx.Stretch.lo() != 1 || ctx.Stretch.hi() != c.NumNodes)
+      ctx.Stretch.redim(1, c.NumNodes, 1.0);
+    AdjustNodes(c, ctx.settings, ctx.Stretch, c.TopNode, ctx.log, ctx.port);
   };
   return p;
 }

@@ -115,7 +115,7 @@ double nodeStretch(double rhoBefore, double rhoAfter) {
 }
 
 void AdjustNodes(Column& c, const Settings& s, const Array1<double>& Stretch, int& TopNode,
-                 const ThermoTables& /*tables*/, Diagnostics& diag, Port& port) {
+                 Diagnostics& diag, Port& port) {
   runTrapped(diag, subroutineSuffix("AdjustNodes"), [&] {
     const int N = c.NumNodes;
     const double d0 = c.LengthR8 / N;
@@ -159,7 +159,6 @@ void AdjustNodes(Column& c, const Settings& s, const Array1<double>& Stretch, in
       remapNode(c, i, {i > 1 ? below : at, at, i < N ? above : at}, w, parts, TopNode);
       std::swap(below, at);  // the old node i becomes the one below
       std::swap(at, above);  // and the old node i + 1 the one at hand
-
     }
     port.plotResults();
     if (TopNode < N && s.optionCompact && s.optionBottomAccum) {

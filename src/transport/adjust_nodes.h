@@ -8,7 +8,6 @@
 #include "base/port.h"
 #include "column/column.h"
 #include "column/settings.h"
-#include "thermo/thermo_tables.h"
 
 namespace cx {
 
@@ -17,13 +16,15 @@ namespace cx {
 double nodeStretch(double rhoBefore, double rhoAfter);
 
 // AdjustNodes: node i's length becomes DeltaX * Stretch(i) (1..NumNodes); LengthR8 and DeltaX
-// follow, and in compaction mode the pile top moves with its node.  The remap weighs each new
-// node's overlap with its old neighbours: temperature, pressure, fractions, viscosity and fO2 by
-// overlap, the compositions, entropies and masses of each phase by the mass of that phase.  Each
-// remapped node's bulk is rebuilt (UpdateBulk).  A node left without solids drops TopNode by one
-// when it held the pile top.  A fault is reported as "<n> error in subroutine AdjustNodes." and
-// sets ErrorFlag.
+// follow, and in compaction mode the pile top moves with its node.  Each node of the new,
+// uniform grid is then the overlap-weighted sum of the old nodes below it, at it and above it:
+// it takes its share of each one's volume, solids, liquid and gas alike, so that the remap keeps
+// the column's mass, every oxide and trace element and the entropy.  Compositions, entropies
+// and densities of each part mix by mass, temperature, pressure, viscosity and fO2 by overlap,
+// the bulk by the bulk mass; the masses are those of the new node's parts on its 100 g.  A
+// pile-top node left without solids passes the pile top to the node below.  A fault is reported
+// as "<n> error in subroutine AdjustNodes." and sets ErrorFlag.
 void AdjustNodes(Column& column, const Settings& settings, const Array1<double>& Stretch,
-                 int& TopNode, const ThermoTables& tables, Diagnostics& diag, Port& port);
+                 int& TopNode, Diagnostics& diag, Port& port);
 
 }  // namespace cx

@@ -19,9 +19,9 @@ void moveNode(Column& c, int to, int from) {
     (*a)(to) = (*a)(from);
   c.Temp(to) = c.Temp(from);
   c.FLiq(to) = c.FLiq(from);
-  for (Array2<double>* a : {&c.LiqOx, &c.SolidOx, &c.BulkOx, &c.TraceBulk, &c.TraceLiq,
-                            &c.TraceSolid, &c.TraceGasPpm, &c.GasComp, &c.PhaseMass, &c.PhaseX,
-                            &c.Xstable})
+  for (Array2<double>* a :
+       {&c.LiqOx, &c.SolidOx, &c.BulkOx, &c.TraceBulk, &c.TraceLiq, &c.TraceSolid, &c.TraceGasPpm,
+        &c.GasComp, &c.PhaseMass, &c.PhaseX, &c.Xstable})
     for (int k = a->colLo(); k <= a->colHi(); ++k) (*a)(to, k) = (*a)(from, k);
   c.PhaseCount(to) = c.PhaseCount(from);
   for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)

@@ -19,7 +19,8 @@ void copyAssemblage(Column& c, int to, int from) {
   c.PhaseCount(to) = c.PhaseCount(from);
   for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)
     c.PhaseList(to, k) = c.PhaseList(from, k);
-  for (int k = c.Xstable.colLo(); k <= c.Xstable.colHi(); ++k) c.Xstable(to, k) = c.Xstable(from, k);
+  for (int k = c.Xstable.colLo(); k <= c.Xstable.colHi(); ++k)
+    c.Xstable(to, k) = c.Xstable(from, k);
 }
 
 void makeCumulate(Column& c, int n, double phi, int& TopNode, const ThermoTables& tables,
@@ -43,8 +44,7 @@ void makeCumulate(Column& c, int n, double phi, int& TopNode, const ThermoTables
     TopNode = t;
   }
   // The solids of node t are pile, packed at the pile's porosity: they set the pile top.
-  const double p =
-      space(t) > 0.0 ? std::min(vol(t).solid / ((1.0 - phi) * space(t)), 1.0) : 1.0;
+  const double p = space(t) > 0.0 ? std::min(vol(t).solid / ((1.0 - phi) * space(t)), 1.0) : 1.0;
   c.PileTop = (t - 1 + p) * dx;
 
   // The magma: node t's free share and every node above.  Its solids settle, its liquid mixes.

@@ -255,8 +255,8 @@ void diffuseGas(Column& c, double gasD, const ThermoTables& tables, Diagnostics&
   }
   const int species = std::min(c.gasSpeciesCount(), c.GasComp.colHi());
   for (const auto& [r, last] : runs) {
-    const PhaseGrid g = makeGrid(r, last, c.DeltaX, gasFraction,
-                                 [&](int i) { return floored(c.RhoWater(i)); });
+    const PhaseGrid g =
+        makeGrid(r, last, c.DeltaX, gasFraction, [&](int i) { return floored(c.RhoWater(i)); });
     w.resize(g.n);
     const ImplicitStep step(g.n, c.DeltaX, c.DeltaT, gasD);
     for (int j = 1; j <= species; ++j)

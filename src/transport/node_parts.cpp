@@ -76,12 +76,15 @@ void readSolid(const Column& c, int i, const NodeVolumes& v, Material& m) {
   m.volume = v.solid;
   m.mass = v.solid * v.rhoSolid;
   m.entropy = c.SSolid(i);
-  for (int k = 1; k <= kOxides; ++k) m.composition[static_cast<std::size_t>(k)] = c.SolidOx.unchecked(i, k);
-  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceSolid.unchecked(i, k);
+  for (int k = 1; k <= kOxides; ++k)
+    m.composition[static_cast<std::size_t>(k)] = c.SolidOx.unchecked(i, k);
+  for (int k = 1; k <= kTraces; ++k)
+    m.trace[static_cast<std::size_t>(k)] = c.TraceSolid.unchecked(i, k);
   const double total = c.PhaseMass(i, kPhaseOrderSize);
   for (int k = 1; k <= kPhaseOrderSize; ++k)
     m.phases[static_cast<std::size_t>(k)] = total > 0.0 ? c.PhaseMass.unchecked(i, k) / total : 0.0;
-  for (int k = 1; k <= kSolidSolutions; ++k) m.phaseX[static_cast<std::size_t>(k)] = c.PhaseX.unchecked(i, k);
+  for (int k = 1; k <= kSolidSolutions; ++k)
+    m.phaseX[static_cast<std::size_t>(k)] = c.PhaseX.unchecked(i, k);
 }
 
 Material liquidOf(const Column& c, int i, const NodeVolumes& v) {
@@ -98,8 +101,10 @@ void readLiquid(const Column& c, int i, const NodeVolumes& v, Material& m) {
   m.mass = v.liquid * v.rhoLiq;
   m.entropy = c.SLiq(i);
   m.viscosity = c.LiqVisc(i);
-  for (int k = 1; k <= kOxides; ++k) m.composition[static_cast<std::size_t>(k)] = c.LiqOx.unchecked(i, k);
-  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceLiq.unchecked(i, k);
+  for (int k = 1; k <= kOxides; ++k)
+    m.composition[static_cast<std::size_t>(k)] = c.LiqOx.unchecked(i, k);
+  for (int k = 1; k <= kTraces; ++k)
+    m.trace[static_cast<std::size_t>(k)] = c.TraceLiq.unchecked(i, k);
 }
 
 Material gasOf(const Column& c, int i, const NodeVolumes& v) {
@@ -117,7 +122,8 @@ void readGas(const Column& c, int i, const NodeVolumes& v, Material& m) {
   m.entropy = c.SWater(i);
   for (int k = c.GasComp.colLo(); k <= c.GasComp.colHi(); ++k)
     m.composition[static_cast<std::size_t>(k)] = c.GasComp.unchecked(i, k);
-  for (int k = 1; k <= kTraces; ++k) m.trace[static_cast<std::size_t>(k)] = c.TraceGasPpm.unchecked(i, k);
+  for (int k = 1; k <= kTraces; ++k)
+    m.trace[static_cast<std::size_t>(k)] = c.TraceGasPpm.unchecked(i, k);
 }
 
 void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
@@ -140,7 +146,8 @@ void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
   for (int k = 1; k <= kTraces; ++k)
     c.TraceSolid.unchecked(i, k) = hasSolid ? solid.trace[static_cast<std::size_t>(k)] : 0.0;
   for (int k = 1; k <= kPhaseOrderSize; ++k)
-    c.PhaseMass.unchecked(i, k) = hasSolid ? solid.phases[static_cast<std::size_t>(k)] * c.MassSolid(i) : 0.0;
+    c.PhaseMass.unchecked(i, k) =
+        hasSolid ? solid.phases[static_cast<std::size_t>(k)] * c.MassSolid(i) : 0.0;
   for (int k = 1; k <= kSolidSolutions; ++k)
     c.PhaseX.unchecked(i, k) = hasSolid ? solid.phaseX[static_cast<std::size_t>(k)] : 0.0;
 
@@ -150,7 +157,8 @@ void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
     c.LiqVisc(i) = liquid.viscosity;
     for (int k = 1; k <= kOxides; ++k)
       c.LiqOx.unchecked(i, k) = liquid.composition[static_cast<std::size_t>(k)];
-    for (int k = 1; k <= kTraces; ++k) c.TraceLiq.unchecked(i, k) = liquid.trace[static_cast<std::size_t>(k)];
+    for (int k = 1; k <= kTraces; ++k)
+      c.TraceLiq.unchecked(i, k) = liquid.trace[static_cast<std::size_t>(k)];
   }
 
   const bool hasGas = gas.mass > 0.0;

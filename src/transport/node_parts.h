@@ -14,8 +14,8 @@
 namespace cx {
 
 struct Material {
-  double volume = 0.0;  // node volumes
-  double mass = 0.0;    // volume x density
+  double volume = 0.0;   // node volumes
+  double mass = 0.0;     // volume x density
   double entropy = 0.0;  // J/K/g
   // Liquid and solid: the oxides (wt %); gas: its species (wt %, GasComp's order).
   std::array<double, kOxides + 1> composition{};

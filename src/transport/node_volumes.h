@@ -11,7 +11,7 @@
 namespace cx {
 
 struct NodeVolumes {
-  double solid = 0.0, liquid = 0.0, gas = 0.0;  // volume fractions, summing to 1
+  double solid = 0.0, liquid = 0.0, gas = 0.0;        // volume fractions, summing to 1
   double rhoSolid = 1.0, rhoLiq = 1.0, rhoGas = 1.0;  // densities, a zero one taken as 1.0
   // Bulk density: mass per unit volume of the node.
   double density() const { return solid * rhoSolid + liquid * rhoLiq + gas * rhoGas; }

@@ -108,8 +108,8 @@ TEST(MixMagma, APileTopOnANodesUpperFaceLeavesThatNodeOut) {
   double mass = 0.0, mgo = 0.0;
   for (int i = 4; i <= 8; ++i) {
     const test::Volumes v = test::volumesOf(before, i);
-    const double rho = v.solid * before.RhoSolid(i) + v.liquid * before.RhoLiq(i) +
-                       v.gas * before.RhoWater(i);
+    const double rho =
+        v.solid * before.RhoSolid(i) + v.liquid * before.RhoLiq(i) + v.gas * before.RhoWater(i);
     mass += rho;
     mgo += rho * before.BulkOx(i, 8);
   }

@@ -201,8 +201,8 @@ inline std::pair<double, std::string> largestDifference(const Column& a, const C
   std::pair<double, std::string> worst{0.0, ""};
   for (std::size_t f = 0; f < fa.size(); ++f)
     for (std::size_t k = 0; k < fa[f].values.size() && k < fb[f].values.size(); ++k) {
-      const double d = std::fabs(fa[f].values[k] - fb[f].values[k]) /
-                       (1.0 + std::fabs(fa[f].values[k]));
+      const double d =
+          std::fabs(fa[f].values[k] - fb[f].values[k]) / (1.0 + std::fabs(fa[f].values[k]));
       if (d > worst.first) worst = {d, fa[f].name};
     }
   return worst;

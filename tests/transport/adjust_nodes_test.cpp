@@ -10,8 +10,6 @@
 namespace cx {
 namespace {
 
-using test::thermoTables;
-
 // Ten nodes of 50 cm: a pile of crystal-rich nodes below, magma with a few crystals above, gas
 // in two nodes, temperatures, pressures and compositions varying from node to node.
 Column mixedColumn() {
@@ -45,7 +43,7 @@ struct Rig {
   Array1<double> stretch{1, 10, 1.0};
   void adjust() {
     int top = column.TopNode;
-    AdjustNodes(column, settings, stretch, top, thermoTables(), diag, port);
+    AdjustNodes(column, settings, stretch, top, diag, port);
     column.TopNode = top;
     ASSERT_FALSE(diag.ErrorFlag) << (diag.reports.empty() ? "" : diag.reports.back());
   }

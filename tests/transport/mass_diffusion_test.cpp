@@ -156,7 +156,8 @@ TEST(MassDiffusion, InventoriesAreKeptTheBalanceOxideClosesEachNodeAndAZeroCoeff
   auto weighted = [&](int j) {
     double q = 0.0, sum = 0.0;
     for (int i = 1; i <= c.NumNodes; ++i) q += c.RhoLiq(i);
-    for (int i = 1; i <= c.NumNodes; ++i) sum += c.MassLiq(i) / 100.0 * c.RhoLiq(i) / q * c.LiqOx(i, j);
+    for (int i = 1; i <= c.NumNodes; ++i)
+      sum += c.MassLiq(i) / 100.0 * c.RhoLiq(i) / q * c.LiqOx(i, j);
     return sum;
   };
   const double mgo = weighted(kMgO), cao = weighted(kCaO);

@@ -156,7 +156,8 @@ TEST(MakeCumulate, TheMagmaAboveThePileFractionatesACompatibleElement) {
         c.MassSolid(i) += grow;
         c.RhoSolid(i) = c.RhoLiq(i);
         c.SSolid(i) = 2.0;
-        for (int j = 1; j <= kOxides; ++j) c.SolidOx(i, j) = test::kCrystals[static_cast<std::size_t>(j)];
+        for (int j = 1; j <= kOxides; ++j)
+          c.SolidOx(i, j) = test::kCrystals[static_cast<std::size_t>(j)];
         for (int k = 1; k <= kPhaseOrderSize; ++k) c.PhaseMass(i, k) = c.MassSolid(i);
         c.FLiq(i) = c.MassLiq(i) / 100.0;
         Array1<double> liq(1, kOxides);
