@@ -19,13 +19,10 @@ void moveNode(Column& c, int to, int from) {
     (*a)(to) = (*a)(from);
   c.Temp(to) = c.Temp(from);
   c.FLiq(to) = c.FLiq(from);
-  for (Array2<double>* a :
-       {&c.LiqOx, &c.SolidOx, &c.BulkOx, &c.TraceBulk, &c.TraceLiq, &c.TraceSolid, &c.TraceGasPpm,
-        &c.GasComp, &c.PhaseMass, &c.PhaseX, &c.Xstable})
+  for (Array2<double>* a : {&c.LiqOx, &c.SolidOx, &c.BulkOx, &c.TraceBulk, &c.TraceLiq,
+                            &c.TraceSolid, &c.TraceGasPpm, &c.GasComp, &c.PhaseMass, &c.PhaseX})
     for (int k = a->colLo(); k <= a->colHi(); ++k) (*a)(to, k) = (*a)(from, k);
-  c.PhaseCount(to) = c.PhaseCount(from);
-  for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)
-    c.PhaseList(to, k) = c.PhaseList(from, k);
+  copyAssemblage(c, to, from);
 }
 
 // The fallen node, saved before the shift overwrites it.
@@ -104,11 +101,7 @@ void drip(Column& c, int& TopNode, const ThermoTables& tables, Diagnostics& diag
     TopNode = t + 1;
     c.PileTop += dx;
     // The new pile-top node starts its next solve from the pile below it.
-    c.PhaseCount(t + 1) = c.PhaseCount(t);
-    for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)
-      c.PhaseList(t + 1, k) = c.PhaseList(t, k);
-    for (int k = c.Xstable.colLo(); k <= c.Xstable.colHi(); ++k)
-      c.Xstable(t + 1, k) = c.Xstable(t, k);
+    copyAssemblage(c, t + 1, t);
   }
   int first = std::max(t, 1), last = t + 1;
   UpdateBulk(c, first, last, tables, diag);

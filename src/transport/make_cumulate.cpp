@@ -14,15 +14,6 @@ namespace {
 // A layer thinner than this share of a node's space ends the filling: it is rounding.
 constexpr double kNegligibleShare = 1e-12;
 
-// The minimizer's start of node `to` becomes that of node `from`.
-void copyAssemblage(Column& c, int to, int from) {
-  c.PhaseCount(to) = c.PhaseCount(from);
-  for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)
-    c.PhaseList(to, k) = c.PhaseList(from, k);
-  for (int k = c.Xstable.colLo(); k <= c.Xstable.colHi(); ++k)
-    c.Xstable(to, k) = c.Xstable(from, k);
-}
-
 void makeCumulate(Column& c, int n, double phi, int& TopNode, const ThermoTables& tables,
                   Diagnostics& diag) {
   int t = std::max(TopNode, 1);

@@ -170,4 +170,12 @@ void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
     c.TraceGasPpm.unchecked(i, k) = hasGas ? gas.trace[static_cast<std::size_t>(k)] : 0.0;
 }
 
+void copyAssemblage(Column& c, int to, int from) {
+  c.PhaseCount(to) = c.PhaseCount(from);
+  for (int k = c.PhaseList.colLo(); k <= c.PhaseList.colHi(); ++k)
+    c.PhaseList(to, k) = c.PhaseList(from, k);
+  for (int k = c.Xstable.colLo(); k <= c.Xstable.colHi(); ++k)
+    c.Xstable(to, k) = c.Xstable(from, k);
+}
+
 }  // namespace cx

@@ -53,4 +53,7 @@ void readGas(const Column& c, int i, const NodeVolumes& v, Material& m);
 void writeNode(Column& c, int i, const Material& solid, const Material& liquid,
                const Material& gas);
 
+// The minimizer's start of node `to` (PhaseCount, PhaseList, Xstable) becomes that of `from`.
+void copyAssemblage(Column& c, int to, int from);
+
 }  // namespace cx
