@@ -187,4 +187,20 @@ FieldCheck Settings::editCompactField(int k, std::string_view text) {
   return c;
 }
 
+namespace diffusion {
+
+int MassBalanceOx(const Array2<double>& MassDiffCoef) {
+  for (int k = 1; k <= MassDiffCoef.rowHi(); ++k)
+    if (MassDiffCoef(k, k) == 0.0) return k;
+  return kSiO2;
+}
+
+int UpdateDiffusion(Array2<double>& MassDiffCoef) {
+  const int k = MassBalanceOx(MassDiffCoef);
+  MassDiffCoef(k, k) = 0.0;
+  return k;
+}
+
+}  // namespace diffusion
+
 }  // namespace cx

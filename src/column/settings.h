@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/array.h"
+
 namespace cx {
 
 // MiscForm tbInput(k).
@@ -158,5 +160,34 @@ std::string_view compactDefaultText(int k);
 std::string_view compactRepairText(int k);
 
 inline constexpr std::string_view kIllegalValue = "Illegal value entered!";
+
+// SetupDiffusionForm: the liquid mass diffusion coefficients.  Only the diagonal of the matrix
+// counts.  One oxide is never diffused: its liquid content closes each node to 100 wt %.
+namespace diffusion {
+inline constexpr int kSiO2 = 1;
+// MassBalanceOx, the oxide found by mass balance: the first oxide whose diagonal coefficient is
+// zero; with none at zero, SiO2.
+int MassBalanceOx(const Array2<double>& MassDiffCoef);
+// UpdateDiffusion: applies the rule to the table (with no zero coefficient SiO2's is set to zero)
+// and returns MassBalanceOx, the row the form highlights.
+int UpdateDiffusion(Array2<double>& MassDiffCoef);
+// The texts the form shows on opening, one line each.
+inline constexpr std::array<std::string_view, 8> kFormTexts = {
+    "Enter or edit diffusion and optional soret coefficients at left.",
+    "Off-diagonal diffusion coefficients are not currently implimented.",
+    "One component (e.g., SiO2) must be set to zero. ",
+    "This one component, highlighted in red, is calculated by mass balance.",
+    "If none are set to zero, then the diffusion coefficient for SiO2 ",
+    "is set to zero and SiO2 is calculated by mass balance.",
+    "If more than one component is set to zero,",
+    " then the first entered D = 0.0 component is found by mass balance."};
+inline constexpr std::string_view kTraceDiffusionTip =
+    "D for all trace elements - set to 0.0 to skip trace element diffusion";
+inline constexpr std::string_view kSoretCaption = "Include Soret diffusion";
+// The form's Soret coefficients, SiO2 to S.
+inline constexpr std::array<double, 15> kSoretDefaults = {-0.0038, 0.0037, 0.0003, 0.0,   0.0,
+                                                          0.0054,  0.0054, 0.0046, 0.003, -0.0033,
+                                                          -0.0055, 0.0,    0.0,    0.0,   0.0};
+}  // namespace diffusion
 
 }  // namespace cx

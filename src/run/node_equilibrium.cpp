@@ -12,6 +12,7 @@
 #include "solver/equilibrium_rules.h"
 #include "thermo/redox.h"
 #include "thermo/viscosity.h"
+#include "transport/adjust_nodes.h"
 
 namespace cx {
 namespace {
@@ -341,6 +342,8 @@ class EquilibrateWalk {
         failed_(1, std::max(1, c_.NumNodes)) {}
 
   void run() {
+    // A node that is not solved keeps its length.
+    ctx_.Stretch.redim(1, c_.NumNodes, 1.0);
     log_.append(clockLine());
     for (int i = 1; i <= c_.NumNodes; ++i) {
       if (!node(i)) return;
@@ -379,6 +382,7 @@ class EquilibrateWalk {
     st.Ssystem = S0;
 
     double T = 0.0, P = 0.0;
+    const double rhoBefore = c_.RhoLiq(i);
     solveNode(c_, i, model_, mctx, st, T, P);
     port_.doEvents();
     if (log_.HaltFlag) return false;
@@ -399,6 +403,7 @@ class EquilibrateWalk {
     }
     if (!failed) {
       storeNodeResult(c_, i, model_, st, StoreOptions{1e-7, nodeMass});
+      ctx_.Stretch(i) = nodeStretch(rhoBefore, c_.RhoLiq(i));
       problemRun_ = 0;
     }
     failed_(i) = failed;
@@ -454,15 +459,24 @@ class EquilibrateWalk {
     return ok;
   }
 
-  // Settling, mixing and drip as a node is finished, and the display of the pile top.
+  // Settling, mixing and drip as a node is finished, and the display of the pile top.  The
+  // phase report of a node that received crystals is the blend the move made; the node's solve
+  // renews it (recomputing it from the node's last assemblage would drop what it received).
   void crystalMoves(int i) {
     const bool compact = s_.optionCompact;
+    const ProcessTable& p = ctx_.processes;
+    auto mix = [&] {
+      if (s_.optionMix && p.MixMagma) p.MixMagma(ctx_);
+    };
+    const int pileTopNode = c_.TopNode;
     if (s_.optionBottomAccum && i >= c_.TopNode + 1 && i < c_.NumNodes && c_.MassSolid(i) > 0.0 &&
-        ctx_.processes.MakeCumulate)
-      ctx_.processes.MakeCumulate(ctx_);
-    if (s_.OptionDrip && i == c_.NumNodes && c_.FLiq(i) < s_.misc(misc::kFLiqForDrip) &&
-        ctx_.processes.Drip)
-      ctx_.processes.Drip(ctx_);
+        p.MakeCumulate)
+      p.MakeCumulate(ctx_);
+    if (c_.TopNode != pileTopNode) mix();
+    if (s_.OptionDrip && i == c_.NumNodes && c_.FLiq(i) < s_.misc(misc::kFLiqForDrip) && p.Drip) {
+      p.Drip(ctx_);
+      mix();
+    }
     if (compact && !s_.optionBottomAccum && i == c_.TopNode && c_.TopNode < c_.NumNodes) {
       const double fmin = c_.FLiqMin2;
       if (fmin < 1.0) {

@@ -51,6 +51,8 @@ struct RunContext {
   int iterationLimit = -1;  // a front end's limit on the iterations of this call (-1: none)
   // The phase-equilibrium solver of this run, made at its first use (tables, model, context).
   std::shared_ptr<ColumnSolver> solver{};
+  // The linear stretch of each node in the last equilibration, for the node volume correction.
+  Array1<double> Stretch{};
 };
 
 }  // namespace cx

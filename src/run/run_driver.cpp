@@ -13,7 +13,13 @@
 #include "run/initial_state.h"
 #include "run/node_equilibrium.h"
 #include "thermo/activity.h"
+#include "trace/update_trace.h"
+#include "transport/adjust_nodes.h"
 #include "transport/compaction.h"
+#include "transport/drip.h"
+#include "transport/make_cumulate.h"
+#include "transport/mass_diffusion.h"
+#include "transport/mix_magma.h"
 #include "transport/thermal_diffusion.h"
 #include "transport/update_bulk.h"
 
@@ -50,7 +56,30 @@ ProcessTable standardProcesses() {
     int first = 1, last = ctx.column.NumNodes;
     UpdateBulk(ctx.column, first, last, columnSolver(ctx).tables(), ctx.log);
   };
+  p.UpdateTrace = [](RunContext& ctx) { UpdateTraceAllNodes(ctx.column, ctx.log, ctx.port); };
   p.TDiffusion = [](RunContext& ctx) { TDiffusion(ctx.column, ctx.settings, ctx.log, ctx.port); };
+  p.MassDiffusion = [](RunContext& ctx) {
+    MassDiffusion(ctx.column, ctx.settings, ctx.column.BottomNode, columnSolver(ctx).tables(),
+                  ctx.log, ctx.port);
+  };
+  p.MixMagma = [](RunContext& ctx) {
+    MixMagma(ctx.column, columnSolver(ctx).tables(), ctx.log, ctx.port);
+    if (!ctx.log.ErrorFlag) ctx.log.append("  Magma mixing completed.");
+  };
+  p.MakeCumulate = [](RunContext& ctx) {
+    Column& c = ctx.column;
+    MakeCumulate(c, c.NumNodes, c.FLiqMin2, c.TopNode, columnSolver(ctx).tables(), ctx.log);
+  };
+  p.Drip = [](RunContext& ctx) {
+    Drip(ctx.column, ctx.column.TopNode, columnSolver(ctx).tables(), ctx.log, ctx.port);
+  };
+  p.AdjustNodes = [](RunContext& ctx) {
+    Column& c = ctx.column;
+    // A node the last equilibration did not solve keeps its length.
+    if (ctx.Stretch.lo() != 1 || ctx.Stretch.hi() != c.NumNodes)
+      ctx.Stretch.redim(1, c.NumNodes, 1.0);
+    AdjustNodes(c, ctx.settings, ctx.Stretch, c.TopNode, ctx.log, ctx.port);
+  };
   return p;
 }
 
@@ -62,23 +91,12 @@ std::string missingProcessMessage(const ProcessTable& p, const Settings& s) {
   };
   need(s.run.chkSkipAdvection == 0, p.Advect, "mass advection",
        "check \"Skip All Mass Advection\"");
-  need(s.run.chkSkipMassDiffusion == 0, p.MassDiffusion, "liquid mass diffusion",
-       "check \"Skip Liquid Mass Diffusion\"");
   need(s.run.chkSkipTDiffusion == 0, p.TDiffusion, "thermal diffusion",
        "check \"Skip T Diffusion\"");
   need(s.run.chkSkipEquilibration == 0, p.Equilibrate, "equilibration",
        "check \"Skip Equilibration\"");
-  const bool equilibrating = s.run.chkSkipEquilibration == 0;
-  need(equilibrating && s.run.chkSkipVolumeCorrection == 0, p.AdjustNodes, "node volume correction",
-       "check \"Skip dV Correction\"");
-  need(equilibrating && s.optionBottomAccum, p.MakeCumulate, "crystal settling",
-       "choose \"Local\" under \"Magma crystallization behavior\"");
-  need(equilibrating && s.OptionDrip, p.Drip, "drip of the top node",
-       "choose \"Local\" under \"Magma crystallization behavior\"");
   need(s.run.chkSkipTrace == 0, p.UpdateTrace, "trace elements", "check \"Skip Trace Elements\"");
   need(s.run.chkSkipTrace == 0, p.UpdateBulk, "bulk bookkeeping", "check \"Skip Trace Elements\"");
-  need(s.optionMix && !s.OptionDrip, p.MixMagma, "magma mixing",
-       "choose \"Displace magma\" under \"Mixing behavior\"");
   need(s.chkInflate == 1, p.InflateColumn, "column inflation", "uncheck \"Inflation active \"");
   if (missing.empty()) return {};
   // Every line is a switch the user can set; duplicates (one switch for two processes) once.
@@ -208,6 +226,10 @@ class Driver {
       if (const std::string m = unavailableActivityModels(c_.ActivityFlags, s_.PyroxeneModel);
           !m.empty())
         stopWithMessage(m);
+    if (s_.run.chkSkipTrace == 0 && !c_.BigDFlags(0))
+      stopWithMessage(
+          "The variable partition coefficients (BigD) are not available in this version.\n  "
+          "Disable BigD through the Trace Element Menu, or check \"Skip Trace Elements\".");
     if (!WriteSetup(ctx_.folder, c_, s_))
       stopWithMessage("The setup file could not be written in " + ctx_.folder.string() +
                       "\n    .....aborting execution.");

@@ -210,13 +210,12 @@ TEST(RunDriver, StartChecksStopTheRunBeforeAnythingIsWritten) {
   }
   // A process this build does not have: the message names the switch that skips it.
   Rig rig;
-  rig.settings.run.chkSkipMassDiffusion = 0;
+  rig.settings.chkInflate = 1;
   rig.settings.run.chkSkipEquilibration = 0;
   rig.ctx.processes.Equilibrate = nullptr;
-  rig.ctx.processes.MassDiffusion = nullptr;
   const auto outcome = rig.run(3);
   EXPECT_TRUE(outcome.error);
-  EXPECT_NE(outcome.message.find("\"Skip Liquid Mass Diffusion\""), std::string::npos);
+  EXPECT_NE(outcome.message.find("\"Inflation active \""), std::string::npos);
   EXPECT_NE(outcome.message.find("\"Skip Equilibration\""), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(rig.folder.path() / "CXoutput.txt"));
 }
@@ -226,6 +225,7 @@ TEST(RunDriver, EquilibrationFallsEveryNthIterationWhileBookkeepingRunsEveryIter
   rig.settings.setMiscText(misc::kEquilibrationEvery, "3");
   rig.settings.run.chkSkipEquilibration = 0;
   rig.settings.run.chkSkipTrace = 0;
+  rig.column.BigDFlags(0) = true;  // constant partition coefficients
   std::vector<int> equilibrated, traced;
   rig.ctx.processes.Equilibrate = [&](RunContext& c) {
     equilibrated.push_back(c.column.Iteration);
