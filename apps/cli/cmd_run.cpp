@@ -1,6 +1,7 @@
 // `cumulex run`, `cumulex show`, `cumulex load`: runs of the column and their saved iterations.
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -145,7 +146,44 @@ const NodeColumnOut kShowColumns[] = {
     {"Mass(liquid)", &Column::MassLiq},   {"F(O2)", &Column::FO2},
 };
 
-int showCommand(const std::string& dirName, int wanted, bool json) {
+// The trace tables a saved iteration holds, by the name `show --traces` takes.
+struct TraceTableOut {
+  const char* option;
+  const char* label;
+  Array2<double> Column::*array;
+};
+const TraceTableOut kTraceTablesOut[] = {{"liquid", "Trace Liquid", &Column::TraceLiq},
+                                         {"solid", "Trace Solid", &Column::TraceSolid},
+                                         {"gas", "Trace Gas", &Column::TraceGasPpm},
+                                         {"bulk", "Trace Bulk", &Column::TraceBulk}};
+
+// The node table of one trace table (ppm), ten elements to a block so that a line fits a terminal.
+void printTraceTable(const Column& c, const TraceTableOut& t) {
+  constexpr int kPerBlock = 10;
+  std::cout << t.label << " (ppm):\n";
+  for (int first = 1; first <= kTraces; first += kPerBlock) {
+    const int last = std::min(kTraces, first + kPerBlock - 1);
+    std::cout << std::setw(5) << "Node";
+    for (int k = first; k <= last; ++k) std::cout << std::setw(11) << TraceNames[k];
+    std::cout << '\n';
+    for (int i = c.NumNodes; i >= 1; --i) {
+      std::cout << std::setw(5) << i;
+      for (int k = first; k <= last; ++k)
+        std::cout << std::setw(11) << formatNumber((c.*t.array)(i, k), "0.0000");
+      std::cout << '\n';
+    }
+  }
+}
+
+int showCommand(const std::string& dirName, int wanted, bool json, const std::string& traces) {
+  const TraceTableOut* traceTable = nullptr;
+  for (const auto& t : kTraceTablesOut)
+    if (traces == t.option) traceTable = &t;
+  if (!traces.empty() && traceTable == nullptr) {
+    std::cerr << "cumulex show: --traces takes liquid, solid, gas or bulk, not '" << traces
+              << "'\n";
+    return 2;
+  }
   const fs::path dir = dirName;
   const fs::path file = dir / std::string(kOutputFileName);
   const auto text = readWholeFile(file);
@@ -190,6 +228,11 @@ int showCommand(const std::string& dirName, int wanted, bool json) {
       w.beginObject("Bulk Oxides wt %");
       for (int j = 1; j <= kOxides; ++j) w.value(OxideNames[j], c.BulkOx(i, j));
       w.endObject();
+      if (traceTable != nullptr) {
+        w.beginObject(std::string(traceTable->label) + " ppm");
+        for (int k = 1; k <= kTraces; ++k) w.value(TraceNames[k], (c.*traceTable->array)(i, k));
+        w.endObject();
+      }
       w.endObject();
     }
     w.endArray();
@@ -200,6 +243,11 @@ int showCommand(const std::string& dirName, int wanted, bool json) {
             << " nodes of " << formatNumber(c.DeltaX, "fixed") << " cm, model time "
             << formatNumber(c.TotalTime / kSecondsPerDay, "0.0000") << " days, top pressure "
             << formatNumber(c.TopPressure, "fixed") << " bar\n";
+  if (traceTable != nullptr) {
+    printTraceTable(c, *traceTable);
+    std::cout << "(node 1 is the bottom)\n";
+    return 0;
+  }
   std::cout << std::setw(5) << "Node" << std::setw(12) << "T (°C)" << std::setw(12) << "P (bar)"
             << std::setw(11) << "F(liquid)" << std::setw(12) << "S(total)" << std::setw(12)
             << "Liq Density" << std::setw(12) << "Mass(solid)" << std::setw(8) << "Phases"
@@ -267,12 +315,16 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto showDir = std::make_shared<std::string>();
   auto showIter = std::make_shared<int>(-1);
   auto showJson = std::make_shared<bool>(false);
+  auto showTraces = std::make_shared<std::string>();
   auto* show =
       app.add_subcommand("show", "Print the node table of a saved iteration (the last by default)");
   show->add_option("dir", *showDir, "Working folder of a run")->required();
   show->add_option("--iteration", *showIter, "Iteration to show");
   show->add_flag("--json", *showJson, "JSON keyed by the output file's labels");
-  show->callback([=, &exitCode] { exitCode = showCommand(*showDir, *showIter, *showJson); });
+  show->add_option("--traces", *showTraces,
+                   "Print the trace elements (ppm) of the liquid, solid, gas or bulk instead");
+  show->callback(
+      [=, &exitCode] { exitCode = showCommand(*showDir, *showIter, *showJson, *showTraces); });
 
   auto loadDir = std::make_shared<std::string>();
   auto loadIter = std::make_shared<int>(0);

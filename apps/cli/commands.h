@@ -11,10 +11,11 @@ namespace cx::cli {
 // written to `exitCode`.
 void addRunCommands(CLI::App& app, int& exitCode);  // run, show, load
 // (further commands are declared below, one line each)
-void addThermoCommand(CLI::App& app, int& exitCode);  // thermo: standard-state database
-void addLiquidCommand(CLI::App& app, int& exitCode);  // liquid: silicate liquid properties
-void addSaturationCommand(CLI::App& app, int& exitCode);  // saturation: affinities of all phases
-void addLiquidusCommand(CLI::App& app, int& exitCode);  // liquidus: first phase to saturate
+void addThermoCommand(CLI::App& app, int& exitCode);       // thermo: standard-state database
+void addLiquidCommand(CLI::App& app, int& exitCode);       // liquid: silicate liquid properties
+void addSaturationCommand(CLI::App& app, int& exitCode);   // saturation: affinities of all phases
+void addLiquidusCommand(CLI::App& app, int& exitCode);     // liquidus: first phase to saturate
 void addEquilibrateCommand(CLI::App& app, int& exitCode);  // equilibrate: stable assemblage
+void addPartitionCommand(CLI::App& app, int& exitCode);    // partition: coefficients, preset
 
 }  // namespace cx::cli

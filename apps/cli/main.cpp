@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   cx::cli::addSaturationCommand(app, exitCode);
   cx::cli::addLiquidusCommand(app, exitCode);
   cx::cli::addEquilibrateCommand(app, exitCode);
+  cx::cli::addPartitionCommand(app, exitCode);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -12,6 +12,7 @@
 #include "solver/equilibrium_rules.h"
 #include "thermo/redox.h"
 #include "thermo/viscosity.h"
+#include "trace/update_trace.h"
 #include "transport/adjust_nodes.h"
 
 namespace cx {
@@ -404,6 +405,13 @@ class EquilibrateWalk {
     if (!failed) {
       storeNodeResult(c_, i, model_, st, StoreOptions{1e-7, nodeMass});
       ctx_.Stretch(i) = nodeStretch(rhoBefore, c_.RhoLiq(i));
+      // The trace elements follow the node's new phases at once, so that the crystal moves
+      // below and the bookkeeping after the walk carry concentrations of this assemblage.
+      if (s_.run.chkSkipTrace == 0) {
+        Array1<double> liquidOx(1, kOxides);
+        for (int k = 1; k <= kOxides; ++k) liquidOx(k) = c_.LiqOx(i, k);
+        UpdateTrace(c_, i, liquidOx, log_, port_);
+      }
       problemRun_ = 0;
     }
     failed_(i) = failed;
