@@ -76,6 +76,7 @@ int runCommand(const RunOptionsCli& o) {
       std::cerr << "cumulex: " << read.message << '\n';
       return 2;
     }
+    if (!read.note.empty()) std::cerr << "cumulex: note: " << read.note << '\n';
     // Cut anything after the last whole block (a block cut off by a crash).
     const auto iters = listIterations(*text);
     if (!iters.empty() && iters.back() != last) {
@@ -204,6 +205,7 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
     std::cerr << "cumulex: " << r.message << '\n';
     return 2;
   }
+  if (!r.note.empty()) std::cerr << "cumulex: note: " << r.note << '\n';
   const Column& c = *column;
   if (json) {
     JsonWriter w(std::cout);

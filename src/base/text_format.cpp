@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "base/fault.h"
+#include "base/vb.h"
 
 namespace cx {
 namespace {
@@ -264,6 +265,12 @@ std::string formatPlain(double x) {
                                        std::chars_format::fixed, 0)
                        : std::to_chars(buf.data(), buf.data() + buf.size(), x);
   return uppercaseExponent(std::string(buf.data(), r.ptr));
+}
+
+std::string formatExact(double x, std::string_view format) {
+  std::string text = formatNumber(x, format);
+  const auto back = toNumber(text);
+  return back && *back == x ? text : formatPlain(x);
 }
 
 std::string printZones(const std::vector<std::string>& items) {

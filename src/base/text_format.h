@@ -52,6 +52,9 @@ std::string formatBool(bool b);
 // A plain number written with the fewest digits that read back to the same double: 0.1 -> "0.1",
 // 1273.15 -> "1273.15", 1e-7 -> "1E-07", 100 -> "100", 1e21 -> "1E+21".  Negative zero prints "0".
 std::string formatPlain(double x);
+// The value in `format` when that text reads back to the same double, else its shortest exact
+// text: for values a reader must get back whole (a partition coefficient of 0.00036 is not 0.00).
+std::string formatExact(double x, std::string_view format);
 
 // Items laid out in print zones of 14 columns: each item after the first starts at the next zone
 // boundary that leaves at least one blank after the previous item.

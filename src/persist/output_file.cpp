@@ -109,8 +109,9 @@ std::vector<double> numbersOfLine(const std::string& line, const std::string& fi
   return values;
 }
 
-// Reads the block whose "Iteration: " line the reader has just passed.
-void readBlock(TextReader& in, Column& c, int iteration) {
+// Reads the block whose "Iteration: " line the reader has just passed.  Returns false when the
+// block predates trace elements (no trace tables): its traces are then zero.
+bool readBlock(TextReader& in, Column& c, int iteration) {
   c.Iteration = iteration;
   c.TopPressure = in.readNumber("TopPressure");
   const int nodes = in.readInt("NumNodes");
@@ -160,7 +161,16 @@ void readBlock(TextReader& in, Column& c, int iteration) {
   table("Cumulative mass of stable phases:", c.PhaseMass, kPhaseOrderSize);
   table("Composition of stable phases:", c.PhaseX, kSolidSolutions);
   table("Mass of Gas Components :", c.GasComp, c.gasSpeciesCount());
-  for (const auto& t : kTraceTables) table(t.title, c.*t.array, kTraces);
+  // Files written before trace elements were carried go straight on to the node columns.
+  const bool hasTraces = in.peekLine() != kNodeColumnsHeading;
+  for (const auto& t : kTraceTables) {
+    if (hasTraces) {
+      table(t.title, c.*t.array, kTraces);
+    } else {
+      for (int i = 1; i <= n; ++i)
+        for (int k = 1; k <= kTraces; ++k) (c.*t.array)(i, k) = 0.0;
+    }
+  }
   in.readLine("node column heading");
   for (int i = 1; i <= n; ++i) {
     in.readInt(node(i, "node number"));
@@ -210,6 +220,7 @@ void readBlock(TextReader& in, Column& c, int iteration) {
     c.Temp(n + 1 + m) = top[static_cast<std::size_t>(m)];
   for (int m = 0; m < static_cast<int>(bottom.size()); ++m)
     c.Temp(-m) = bottom[static_cast<std::size_t>(m)];
+  return hasTraces;
 }
 
 }  // namespace
@@ -326,7 +337,7 @@ IterationReadResult parseIteration(const std::string& text, const std::string& f
       if (*n != wanted) continue;
       r.found = true;
       Column c = column;
-      readBlock(in, c, *n);
+      if (!readBlock(in, c, *n)) r.note = kNoTraceTablesNote;
       if (*n == 0) refreshInitialProfiles(c);
       column = std::move(c);
       r.ok = true;
@@ -392,6 +403,7 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
     result.message = "Abort load last interation.";
     return result;
   }
+  if (!r.note.empty()) port.appendEvent(r.note);
   port.setStatus("Loading iteration...");
   // Keep the lines up to the first block numbered above n; the rest is cut off.
   const auto path = folder / std::string(kOutputFileName);

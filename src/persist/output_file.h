@@ -30,7 +30,11 @@ struct IterationReadResult {
   bool ok = false;      // it was read whole and loaded
   int lastSeen = -1;    // the last iteration number met while searching
   std::string message;  // what went wrong, naming the file and line
+  std::string note;     // read, but with something the user should know (e.g. no trace elements)
 };
+
+inline constexpr const char* kNoTraceTablesNote =
+    "This iteration was saved without trace elements; their contents are shown as zero.";
 
 // Reads block `wanted` of an output text into `column`.  On any failure the column is untouched.
 IterationReadResult parseIteration(const std::string& text, const std::string& fileName, int wanted,

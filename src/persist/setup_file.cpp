@@ -87,7 +87,7 @@ std::string setupText(const Column& c, const Settings& s) {
   out.line("Infiltrant trace element concentrations:");
   out.line(joined(1, kTraces, ", \t", [&](int t) { return std::string(TraceNames[t]); }));
   out.line(joined(1, kTraces, ",\t",
-                  [&](int t) { return formatNumber(c.InfiltrantTrace(t), "fixed"); }));
+                  [&](int t) { return formatExact(c.InfiltrantTrace(t), "fixed"); }));
   out.line("");
   out.line("");
   for (int n = 1; n <= c.NumNodes; ++n) {
@@ -96,7 +96,7 @@ std::string setupText(const Column& c, const Settings& s) {
     });
     out.end();
     out.line(joined(1, kTraces, ", ",
-                    [&](int t) { return formatNumber(c.InitBulkTrace(n, t), "fixed"); }));
+                    [&](int t) { return formatExact(c.InitBulkTrace(n, t), "fixed"); }));
   }
   out.line("");
   out.line("Phase                       Exclude");
@@ -111,7 +111,7 @@ std::string setupText(const Column& c, const Settings& s) {
   out.end();
   for (int p = 1; p <= kPhases; ++p) {
     out << padded(PhaseNames[p], 15) << ","
-        << joined(1, kTraces, ",\t", [&](int t) { return formatNumber(c.DCoef(p, t), "fixed"); });
+        << joined(1, kTraces, ",\t", [&](int t) { return formatExact(c.DCoef(p, t), "fixed"); });
     out.end();
   }
   out.line("");
@@ -189,7 +189,7 @@ std::string setupText(const Column& c, const Settings& s) {
       joined(1, kOxides, ", ", [&](int j) { return formatNumber(c.InflationOx(j), "###.00000"); }));
   out.line(joined(1, kTraces, ", \t", [&](int t) { return std::string(TraceNames[t]); }));
   out.line(
-      joined(1, kTraces, ",\t", [&](int t) { return formatNumber(c.InflationTrace(t), "fixed"); }));
+      joined(1, kTraces, ",\t", [&](int t) { return formatExact(c.InflationTrace(t), "fixed"); }));
   out.line("");
   out.line(formatNumber(c.SetupClosingValue, "fixed"));
   return out.str();

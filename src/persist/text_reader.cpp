@@ -1,5 +1,6 @@
 #include "persist/text_reader.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -210,6 +211,12 @@ std::string TextReader::readString(std::string_view field) {
   else
     consumeLineEnd();
   return value;
+}
+
+std::string_view TextReader::peekLine() const {
+  std::size_t stop = pos_;
+  while (stop < end_ && text_[stop] != '\r' && text_[stop] != '\n') ++stop;
+  return std::string_view(text_).substr(std::min(pos_, end_), stop - std::min(pos_, end_));
 }
 
 std::string TextReader::readLine(std::string_view field) {

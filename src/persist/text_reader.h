@@ -49,6 +49,7 @@ class TextReader {
   std::string readString(std::string_view field);
   std::string readLine(std::string_view field);  // the rest of the current line (Line Input)
   void skipLine();                               // drops the rest of the line; nothing at end
+  std::string_view peekLine() const;             // the rest of the current line, not consumed
   bool atEnd() const { return pos_ >= end_; }
   int line() const { return line_; }
   const std::string& fileName() const { return fileName_; }

@@ -35,6 +35,17 @@ std::string itr(const Column& c) {
   return "Itr: " + std::to_string(c.Iteration);
 }
 
+constexpr const char* kNoTraceContentNote =
+    "Trace elements are on, but no node holds any trace element: their contents stay zero.";
+
+// Whether any node starts with a trace element, entered or carried from a saved iteration.
+bool anyTraceContent(const Column& c) {
+  for (int i = 1; i <= c.NumNodes; ++i)
+    for (int t = 1; t <= kTraces; ++t)
+      if (c.InitBulkTrace(i, t) != 0.0 || c.TraceBulk(i, t) != 0.0) return true;
+  return false;
+}
+
 }  // namespace
 
 void showTime(Port& port, const char* valueLabel, const char* captionLabel, const char* captionDays,
@@ -230,6 +241,10 @@ class Driver {
       stopWithMessage(
           "The variable partition coefficients (BigD) are not available in this version.\n  "
           "Disable BigD through the Trace Element Menu, or check \"Skip Trace Elements\".");
+    // A fresh start refuses empty trace contents when it sets up the initial state; a run that
+    // goes on from a state saved without trace elements carries zeros and says so.
+    if (s_.run.chkSkipTrace == 0 && !c_.InitialNeeded && !anyTraceContent(c_))
+      port_.appendEvent(kNoTraceContentNote);
     if (!WriteSetup(ctx_.folder, c_, s_))
       stopWithMessage("The setup file could not be written in " + ctx_.folder.string() +
                       "\n    .....aborting execution.");

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/fault.h"
+#include "base/vb.h"
 #include "persist/text_reader.h"
 
 namespace cx {
@@ -354,6 +355,24 @@ TEST(TextFormat, PrintZonesReadBackFieldByField) {
   EXPECT_EQ(in.readNumber("b"), -0.5);
   EXPECT_TRUE(in.readBool("c"));
   EXPECT_TRUE(in.atEnd());
+}
+
+}  // namespace
+}  // namespace cx
+
+namespace cx {
+namespace {
+
+TEST(TextFormat, FormatExactKeepsTheFormatWhenItIsExactAndAllDigitsWhenNot) {
+  EXPECT_EQ(formatExact(0.5, "fixed"), "0.50");
+  EXPECT_EQ(formatExact(12.0, "fixed"), "12.00");
+  EXPECT_EQ(formatExact(0.00036, "fixed"), "0.00036");
+  EXPECT_EQ(formatExact(-0.125, "fixed"), "-0.125");
+  for (double x : {1.0 / 3.0, 2.5e-9, 123456.789012, 0.01, 1e-300}) {
+    const auto back = toNumber(formatExact(x, "fixed"));
+    ASSERT_TRUE(back.has_value()) << x;
+    EXPECT_EQ(*back, x);
+  }
 }
 
 }  // namespace

@@ -103,6 +103,34 @@ TEST(OutputFile, ABlockWrittenReadAndWrittenAgainIsTheSame) {
   EXPECT_NEAR(loaded.TotalTime, original.TotalTime, 0.005);
 }
 
+TEST(OutputFile, ABlockSavedBeforeTraceElementsReadsWithZeroTracesAndANote) {
+  const Column original = filledColumn(3);
+  std::string block = iterationBlock(original);
+  // Cut the four trace tables: from "Trace Liquid:" to the node column heading.
+  const auto from = block.find("Trace Liquid:");
+  const auto to = block.find("Liq Viscosity");
+  ASSERT_NE(from, std::string::npos);
+  ASSERT_NE(to, std::string::npos);
+  block.erase(from, to - from);
+  Column loaded = filledColumn(1, 99);  // traces present before the read must not survive it
+  const auto r = parseIteration(block, "old.txt", 3, loaded);
+  ASSERT_TRUE(r.ok) << r.message;
+  EXPECT_EQ(r.note, kNoTraceTablesNote);
+  for (int i = 1; i <= loaded.NumNodes; ++i)
+    for (int t = 1; t <= kTraces; ++t) {
+      EXPECT_EQ(loaded.TraceLiq(i, t), 0.0);
+      EXPECT_EQ(loaded.TraceSolid(i, t), 0.0);
+      EXPECT_EQ(loaded.TraceGasPpm(i, t), 0.0);
+      EXPECT_EQ(loaded.TraceBulk(i, t), 0.0);
+    }
+  // Everything after the missing tables is still read in its place.
+  EXPECT_EQ(loaded.FO2(4), original.FO2(4));
+  EXPECT_EQ(loaded.PileTop, original.PileTop);
+  EXPECT_DOUBLE_EQ(loaded.Temp(-6), original.Temp(-6));
+  // A whole block carries no note.
+  EXPECT_EQ(parseIteration(iterationBlock(original), "new.txt", 3, loaded).note, "");
+}
+
 TEST(OutputFile, LoadingIterationKKeepsBlocksUpToKAndDropsTheRest) {
   ScratchFolder work("output");
   RecordingDiagnostics diag;

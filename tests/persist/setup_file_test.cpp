@@ -148,6 +148,31 @@ TEST(SetupFile, ReadWriteReadGivesTheSameStateAndAByteIdenticalSecondWrite) {
   EXPECT_TRUE(c2.InitialNeeded);
 }
 
+TEST(SetupFile, PartitionCoefficientsAndTraceContentsBelowTheFilesDecimalsReadBackExactly) {
+  Column c;
+  Settings s;
+  richSetup(c, s);
+  // Values a two-decimal column would turn into 0.00 or round: a preset coefficient of Ni in
+  // plagioclase, a ppb-level Cs content, a coefficient with many digits.
+  c.DCoef(3, 5) = 0.00036;
+  c.DCoef(1, 2) = 1.0 / 3.0;
+  c.InitBulkTrace(2, 9) = 0.003;
+  c.InfiltrantTrace(4) = 2.5e-4;
+  c.InflationTrace(6) = 0.0125;
+  Column back;
+  Settings sb;
+  const std::string text = setupText(c, s);
+  ASSERT_TRUE(parseSetup(text, "t.cxd", back, sb).ok);
+  EXPECT_EQ(back.DCoef(3, 5), 0.00036);
+  EXPECT_EQ(back.DCoef(1, 2), 1.0 / 3.0);
+  EXPECT_EQ(back.InitBulkTrace(2, 9), 0.003);
+  EXPECT_EQ(back.InfiltrantTrace(4), 2.5e-4);
+  EXPECT_EQ(back.InflationTrace(6), 0.0125);
+  // Values the two decimals hold keep their usual form.
+  EXPECT_DOUBLE_EQ(back.DCoef(2, 11), 4.25);
+  EXPECT_NE(text.find("4.25,"), std::string::npos);
+}
+
 // Replaces the `n`-th line (1-based) of a text.
 std::string withLine(const std::string& text, int n, const std::string& replacement) {
   std::string out;

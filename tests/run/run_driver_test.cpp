@@ -220,6 +220,37 @@ TEST(RunDriver, StartChecksStopTheRunBeforeAnythingIsWritten) {
   EXPECT_FALSE(std::filesystem::exists(rig.folder.path() / "CXoutput.txt"));
 }
 
+TEST(RunDriver, TracesOnWithoutAnyContent) {
+  auto noted = [](Rig& rig) {
+    return std::any_of(rig.port.events.begin(), rig.port.events.end(), [](const std::string& e) {
+      return e.find("no node holds any trace element") != std::string::npos;
+    });
+  };
+  // A fresh start refuses a node without trace contents and names the node.
+  Rig fresh;
+  fresh.settings.run.chkSkipTrace = 0;
+  fresh.column.BigDFlags(0) = true;
+  for (int i = 1; i <= fresh.column.NumNodes; ++i)
+    for (int t = 1; t <= kTraces; ++t) fresh.column.InitBulkTrace(i, t) = 0;
+  EXPECT_TRUE(fresh.run(1).error);
+  EXPECT_NE(fresh.port.messages.back().find("A trace element at node 1 is <= 0."),
+            std::string::npos);
+  // A run saved without traces and continued with them on goes on with zeros and a note.
+  Rig going;
+  going.settings.run.chkSkipTrace = 1;
+  for (int i = 1; i <= going.column.NumNodes; ++i)
+    for (int t = 1; t <= kTraces; ++t) going.column.InitBulkTrace(i, t) = 0;
+  ASSERT_FALSE(going.run(1).error);
+  EXPECT_FALSE(noted(going));
+  going.settings.run.chkSkipTrace = 0;
+  going.column.BigDFlags(0) = true;
+  going.ctx.iterationLimit = 2;
+  const auto outcome = CmdStart(going.ctx);
+  EXPECT_FALSE(outcome.error) << outcome.message;
+  EXPECT_TRUE(noted(going));
+  for (int t = 1; t <= kTraces; ++t) EXPECT_EQ(going.column.TraceLiq(2, t), 0.0);
+}
+
 TEST(RunDriver, EquilibrationFallsEveryNthIterationWhileBookkeepingRunsEveryIteration) {
   Rig rig;
   rig.settings.setMiscText(misc::kEquilibrationEvery, "3");
