@@ -1,5 +1,6 @@
 #include "persist/output_file.h"
 
+#include <charconv>
 #include <sstream>
 
 #include "base/text_format.h"
@@ -73,25 +74,21 @@ const std::array<OxideTable, 3> kOxideTables = {{{"Bulk Oxides wt %", &Column::B
                                                  {"Liquid oxides wt %", &Column::LiqOx},
                                                  {"Bulk solids wt %", &Column::SolidOx}}};
 
-std::optional<int> iterationOfLine(std::string_view line) {
+// A block's first line: "Iteration: " and the iteration, a whole number the 16-bit counter can
+// hold.  Nothing for any other line; an error for a heading whose number is not one (a header of
+// "Iteration: 1e10" must not read as some other iteration).
+std::optional<int> iterationOfLine(std::string_view line, const std::string& fileName,
+                                   int lineNumber) {
   if (line.substr(0, kIterationTag.size()) != kIterationTag) return std::nullopt;
-  const auto n = toNumber(line.substr(kIterationTag.size()));
-  if (!n) return std::nullopt;
-  return static_cast<int>(*n);
-}
-
-std::vector<std::string_view> splitLines(const std::string& text) {
-  std::vector<std::string_view> lines;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    std::size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string_view line(text.data() + start, end - start);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.push_back(line);
-    start = end + 1;
-  }
-  return lines;
+  const std::string t = trim(std::string(line.substr(kIterationTag.size())));
+  int n = -1;
+  const auto r = std::from_chars(t.data(), t.data() + t.size(), n);
+  if (t.empty() || r.ec != std::errc() || r.ptr != t.data() + t.size() || n < 0 ||
+      n > kMaxIteration)
+    throw InputError(fileName, lineNumber, "Iteration",
+                     "expected an iteration number 0 to " + std::to_string(kMaxIteration) +
+                         ", found '" + excerpt(t) + "'");
+  return n;
 }
 
 std::vector<double> numbersOfLine(const std::string& line, const std::string& fileName,
@@ -306,21 +303,52 @@ bool WriteIteration(const std::filesystem::path& folder, const Column& column, b
                     Diagnostics& diag) {
   const auto path = folder / std::string(kOutputFileName);
   const std::string block = iterationBlock(column);
-  // The file only ever grows by whole blocks: each block goes out in one write.
-  const bool ok = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
-  if (!ok) {
-    diag.ErrorReport(
-        " error writing CXoutput.txt\n            Check all input values for correctness",
-        diag.PauseOnError);
+  // The file only ever grows by whole blocks: each block goes out in one write, and a write the
+  // disk cuts short is taken back.
+  const WriteStatus w = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
+  if (!w) {
+    diag.ErrorReport(" error writing CXoutput.txt: " + w.reason +
+                         "\n            Check all input values for correctness",
+                     diag.PauseOnError);
     diag.ErrorFlag = true;
   }
-  return ok;
+  return w.ok;
+}
+
+OutputIndex indexOutput(const std::string& text, const std::string& fileName) {
+  OutputIndex index;
+  try {
+    std::size_t start = 0;
+    int lineNumber = 1;
+    while (start < text.size()) {
+      std::size_t end = text.find('\n', start);
+      if (end == std::string::npos) end = text.size();
+      std::string_view line(text.data() + start, end - start);
+      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+      if (const auto n = iterationOfLine(line, fileName, lineNumber)) {
+        // A history only goes forward: a heading at or below the one before means the file was
+        // edited or two histories were joined, and no block of it can be trusted to follow.
+        if (!index.blocks.empty() && *n <= index.blocks.back().iteration)
+          throw InputError(fileName, lineNumber, "Iteration",
+                           "iteration " + std::to_string(*n) + " follows iteration " +
+                               std::to_string(index.blocks.back().iteration) + " (line " +
+                               std::to_string(index.blocks.back().line) +
+                               "): the blocks are out of order");
+        index.blocks.push_back({*n, lineNumber, start});
+      }
+      start = end + 1;
+      ++lineNumber;
+    }
+  } catch (const InputError& e) {
+    index.problem = e.what();
+  }
+  return index;
 }
 
 std::vector<int> listIterations(const std::string& text) {
   std::vector<int> found;
-  for (std::string_view line : splitLines(text))
-    if (auto n = iterationOfLine(line)) found.push_back(*n);
+  for (const auto& b : indexOutput(text, std::string(kOutputFileName)).blocks)
+    found.push_back(b.iteration);
   return found;
 }
 
@@ -330,8 +358,9 @@ IterationReadResult parseIteration(const std::string& text, const std::string& f
   TextReader in(text, fileName);
   try {
     while (!in.atEnd()) {
+      const int lineNumber = in.line();
       const std::string line = in.readLine("Iteration");
-      const auto n = iterationOfLine(line);
+      const auto n = iterationOfLine(line, fileName, lineNumber);
       if (!n) continue;
       r.lastSeen = *n;
       if (*n != wanted) continue;
@@ -357,17 +386,16 @@ IterationReadResult ReadIteration(const std::filesystem::path& folder, int wante
                                   Diagnostics& diag) {
   diag.ErrorFlag = false;
   const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
     IterationReadResult r;
-    r.message =
-        " error opening or reading CXoutput.txt\n            Check all input values for "
-        "correctness";
+    r.message = " error opening or reading CXoutput.txt: " + file.problem +
+                "\n            Check all input values for correctness";
     diag.ErrorReport(r.message, false);
     diag.ErrorFlag = true;
     return r;
   }
-  IterationReadResult r = parseIteration(*text, path.string(), wanted, column);
+  IterationReadResult r = parseIteration(*file.text, path.string(), wanted, column);
   if (!r.ok) {
     diag.ErrorReport(r.message, false);
     diag.ErrorFlag = true;
@@ -377,10 +405,10 @@ IterationReadResult ReadIteration(const std::filesystem::path& folder, int wante
 
 int lastCompleteIteration(const std::string& text, const std::string& fileName,
                           const Column& layout) {
-  const auto all = listIterations(text);
-  for (auto it = all.rbegin(); it != all.rend(); ++it) {
+  const auto index = indexOutput(text, fileName);
+  for (auto it = index.blocks.rbegin(); it != index.blocks.rend(); ++it) {
     Column probe = layout;
-    if (parseIteration(text, fileName, *it, probe).ok) return *it;
+    if (parseIteration(text, fileName, it->iteration, probe).ok) return it->iteration;
   }
   return -1;
 }
@@ -390,9 +418,26 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
   LoadResult result;
   port.setStatus("Searching for requested iteration...");
   port.setModuleId("In module LoadLastIteratio");
+  const auto path = folder / std::string(kOutputFileName);
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
+    result.message = " error opening or reading CXoutput.txt: " + file.problem;
+    return result;
+  }
+  const std::string& text = *file.text;
+  // Cutting a file whose blocks are out of order would drop blocks that are not above n.
+  const OutputIndex index = indexOutput(text, path.string());
+  if (!index.problem.empty()) {
+    port.setStatus("Requested iteration not found.");
+    result.message = index.problem + "\nThe file is left as it is.";
+    return result;
+  }
   Column loaded = column;
-  const auto r = ReadIteration(folder, n, loaded, diag);
+  diag.ErrorFlag = false;
+  const auto r = parseIteration(text, path.string(), n, loaded);
   if (!r.ok) {
+    diag.ErrorReport(r.message, false);
+    diag.ErrorFlag = true;
     port.setStatus("Requested iteration not found.");
     result.message = r.message;
     return result;
@@ -401,26 +446,22 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
                      std::to_string(n) + "?\nAll data above this point will be lost!")) {
     port.setStatus("Abort load last interation.");
     result.message = "Abort load last interation.";
+    result.declined = true;
     return result;
   }
   if (!r.note.empty()) port.appendEvent(r.note);
   port.setStatus("Loading iteration...");
-  // Keep the lines up to the first block numbered above n; the rest is cut off.
-  const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
-    result.message = " error opening CXoutput.txt.";
-    return result;
-  }
-  std::string kept;
-  for (std::string_view line : splitLines(*text)) {
-    if (auto m = iterationOfLine(line); m && *m > n) break;
-    kept += line;
-    kept += kEol;
-  }
-  if (!writeFileAtomically(path, kept)) {
-    result.message = " error opening CXoutput.txt.";
-    return result;
+  // Keep exactly the blocks up to and including block n: the file is cut where the next block
+  // begins.
+  std::size_t keep = text.size();
+  for (std::size_t k = 0; k + 1 < index.blocks.size(); ++k)
+    if (index.blocks[k].iteration == n) keep = index.blocks[k + 1].offset;
+  if (keep < text.size()) {
+    if (const WriteStatus w = writeFileAtomically(path, std::string_view(text).substr(0, keep));
+        !w) {
+      result.message = " error writing CXoutput.txt: " + w.reason;
+      return result;
+    }
   }
   column = std::move(loaded);
   column.InitialNeeded = false;
@@ -434,17 +475,18 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
 int replayIterations(const std::filesystem::path& folder, Column& column, Diagnostics& diag,
                      const std::function<bool(int iteration)>& frame) {
   const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
-    diag.ErrorReport(" error opening CXoutput.txt.", false);
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
+    diag.ErrorReport(" error opening or reading CXoutput.txt: " + file.problem, false);
     return 0;
   }
   // One pass through the file: each block is read as it comes.
-  TextReader in(*text, path.string());
+  TextReader in(*file.text, path.string());
   int shown = 0;
   try {
     while (!in.atEnd() && !diag.HaltFlag) {
-      const auto n = iterationOfLine(in.readLine("Iteration"));
+      const int lineNumber = in.line();
+      const auto n = iterationOfLine(in.readLine("Iteration"), path.string(), lineNumber);
       if (!n) continue;
       Column c = column;
       readBlock(in, c, *n);
