@@ -417,11 +417,13 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
       if (v <= 0.0) {
         s.setCompactText(k, std::string(compactRepairText(k)));
       } else if (k == compact::kMinLiquidFraction) {
-        s.setCompactText(k, formatNumber(v, "0.0000"));
+        // Exact when the form's digits would lose the value: a small positive fraction must not
+        // come back as zero, which the next read would replace by the default.
+        s.setCompactText(k, formatExact(v, "0.0000"));
       } else if (k == compact::kSolidViscosity || k == compact::kPermeability) {
-        s.setCompactText(k, formatNumber(v, "scientific"));
+        s.setCompactText(k, formatExact(v, "scientific"));
       } else {
-        s.setCompactText(k, formatNumber(v, "fixed"));
+        s.setCompactText(k, formatExact(v, "fixed"));
       }
     }
     s.chkConstantRho = in.readInt("chkConstantRho");

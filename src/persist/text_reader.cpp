@@ -109,10 +109,12 @@ void TextReader::finishField() {
 
 void TextReader::checkRecordField(std::string_view field) {
   if (recordLine_ == 0) return;
+  skipBlanks();
   if (line_ != recordLine_ || (pos_ >= end_ && recordRead_ > 0))
     fail(recordLine_, field,
-         "the line ends after " + std::to_string(recordRead_) + " of its " +
-             std::to_string(recordFields_) + " fields (" + recordWhat_ + ")");
+         std::string(pos_ >= end_ ? "unexpected end of file: " : "") + "the line ends after " +
+             std::to_string(recordRead_) + " of its " + std::to_string(recordFields_) +
+             " fields (" + recordWhat_ + ")");
   ++recordRead_;
 }
 

@@ -147,8 +147,9 @@ class Driver {
       }
     } catch (const LeaveRun&) {
     }
-    // A halt discards the iteration it interrupted: the column goes back to the last whole one.
-    if (log_.HaltFlag && inIteration_ && lastWhole_) c_ = *lastWhole_;
+    // The operator's halt discards the iteration it interrupted: the column goes back to the
+    // last whole one.  (An abort chosen after a reported failure keeps the failed state.)
+    if (log_.HaltFlag && !log_.ErrorFlag && inIteration_ && lastWhole_) c_ = *lastWhole_;
     saveLastWhole();
     outcome_.error = log_.ErrorFlag;
     outcome_.halted = log_.HaltFlag;
