@@ -12,6 +12,7 @@
 #include "base/text_format.h"
 #include "commands.h"
 #include "json.h"
+#include "persist/checkpoint.h"
 #include "persist/default_setup.h"
 #include "persist/event_log.h"
 #include "persist/files.h"
@@ -101,6 +102,9 @@ int runCommand(const RunOptionsCli& o) {
         return 2;
       }
     }
+    // The exact state of that block, when the checkpoint beside the file belongs to it.
+    if (const CheckpointUse cp = restoreCheckpoint(dir, *text, last, *column); !cp.used)
+      std::cerr << "cumulex: note: " << cp.note << '\n';
     column->InitialNeeded = false;
     column->NodesAtInitial = column->NumNodes;
     std::cerr << "Continuing from iteration " << last << " of " << dir / "CXoutput.txt" << '\n';

@@ -5,6 +5,7 @@
 
 #include "base/text_format.h"
 #include "base/vb.h"
+#include "persist/checkpoint.h"
 #include "persist/files.h"
 #include "persist/text_reader.h"
 
@@ -306,7 +307,12 @@ bool WriteIteration(const std::filesystem::path& folder, const Column& column, b
   // The file only ever grows by whole blocks: each block goes out in one write, and a write the
   // disk cuts short is taken back.
   const WriteStatus w = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
-  if (!w) {
+  if (w) {
+    // The full-precision state of the block, for a resumed run to go on exactly.  A checkpoint
+    // that cannot be written leaves an older one, which no longer matches the file's last block
+    // and is not used.
+    (void)writeCheckpoint(folder, column, block);
+  } else {
     diag.ErrorReport(" error writing CXoutput.txt: " + w.reason +
                          "\n            Check all input values for correctness",
                      diag.PauseOnError);

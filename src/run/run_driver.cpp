@@ -311,6 +311,7 @@ class Driver {
       // Continue the previous run from the state in memory.
       log_.open(ctx_.folder, /*forAppend=*/true);
     } else {
+      c_.EqCount = 0;
       runProcess(ctx_.processes.FindInitial, "the initial state");
       if (log_.HaltFlag) {
         log_.ErrorFlag = false;  // the search was interrupted, not failed
@@ -490,9 +491,9 @@ class Driver {
       port_.plotResults();
       PGradient(c_);
     }
-    ++eqCount_;
-    if (eqCount_ >= s_.misc(misc::kEquilibrationEvery) && s_.run.chkSkipEquilibration == 0) {
-      eqCount_ = 0;
+    ++c_.EqCount;
+    if (c_.EqCount >= s_.misc(misc::kEquilibrationEvery) && s_.run.chkSkipEquilibration == 0) {
+      c_.EqCount = 0;
       runProcess(ctx_.processes.Equilibrate, "equilibration");
       commonCheck("  - Error in Equilibrate subroutine.", true);
     }
@@ -557,7 +558,6 @@ class Driver {
   Port& port_;
   RunOutcome outcome_;
   int nextSave_ = 0;
-  int eqCount_ = 0;
   int lastSaved_ = 0;               // the iteration of the last block in the output file
   bool inIteration_ = false;        // an iteration has begun and not yet ended
   std::optional<Column> lastWhole_; // the column at the end of the last whole iteration
