@@ -111,12 +111,17 @@ std::vector<double> numbersOfLine(const std::string& line, const std::string& fi
 // block predates trace elements (no trace tables): its traces are then zero.
 bool readBlock(TextReader& in, Column& c, int iteration) {
   c.Iteration = iteration;
+  in.beginRecord(1, "TopPressure");
   c.TopPressure = in.readNumber("TopPressure");
+  in.endRecord();
+  in.beginRecord(3, "NumNodes, DeltaX, TotalTime");
+  const int nodeLine = in.line();
   const int nodes = in.readInt("NumNodes");
   if (nodes < 1 || nodes > kMaxNodes)
-    throw InputError(in.fileName(), in.line(), "NumNodes", "node count out of range");
+    throw InputError(in.fileName(), nodeLine, "NumNodes", "node count out of range");
   c.DeltaX = in.readNumber("DeltaX");
   c.TotalTime = in.readNumber("TotalTime");
+  in.endRecord();
   if (nodes != c.NumNodes) {
     // Files of another node count load by re-dimensioning the arrays; the far field keeps the
     // present thickness until its rows are read below.
@@ -131,29 +136,50 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
   auto node = [&](int i, const std::string& what) {
     return what + " of node " + std::to_string(i);
   };
-  in.readLine("Phaselist heading");
+  // Each node row is one line that begins with its node number: a row missing or doubled is
+  // reported on its own line.
+  auto beginRow = [&](int i, int values, std::string_view table) {
+    in.beginRecord(1 + values, "node " + std::to_string(i) + " of " + std::to_string(n) +
+                                   " in '" + std::string(table) + "'");
+    const int line = in.line();
+    const int number = in.readInt(node(i, "node number"));
+    if (number != i)
+      throw InputError(in.fileName(), line, node(i, "node number"),
+                       "expected node " + std::to_string(i) + ", found " + std::to_string(number) +
+                           " (is NumNodes right?)");
+  };
+  in.expectLine("Node PhaseCount Phaselist and Xstable:", "Phaselist heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, 1 + kPhaseListSize + kXstableSize, "Phaselist and Xstable");
+    const int line = in.line();
     c.PhaseCount(i) = in.readInt(node(i, "PhaseCount"));
+    if (c.PhaseCount(i) < 0 || c.PhaseCount(i) > kPhaseListSize)
+      throw InputError(in.fileName(), line, node(i, "PhaseCount"),
+                       "a node holds 0 to " + std::to_string(kPhaseListSize) + " phases");
     for (int k = 1; k <= kPhaseListSize; ++k) c.PhaseList(i, k) = in.readInt(node(i, "PhaseList"));
     for (int k = 1; k <= kXstableSize; ++k) c.Xstable(i, k) = in.readNumber(node(i, "Xstable"));
+    in.endRecord();
   }
   for (const auto& t : kOxideTables) {
-    in.readLine(t.title);
+    in.expectLine(t.title, t.title);
     for (int i = 1; i <= n; ++i) {
-      in.readInt(node(i, "node number"));
+      beginRow(i, kOxides, t.title);
       for (int j = 1; j <= kOxides; ++j)
         (c.*t.array)(i, j) =
             in.readNumber(node(i, std::string(t.title) + " " + std::string(OxideNames[j])));
+      in.endRecord();
     }
   }
-  in.readLine("Phase order");
+  in.expectLine("Phase order", "Phase order");
+  in.beginRecord(kPhaseOrderSize, "Phase order");
   for (int k = 1; k <= kPhaseOrderSize; ++k) c.PhaseOrder(k) = in.readInt("PhaseOrder");
+  in.endRecord();
   auto table = [&](std::string_view title, Array2<double>& a, int count) {
-    in.readLine(title);
+    in.expectLine(title, title);
     for (int i = 1; i <= n; ++i) {
-      in.readInt(node(i, "node number"));
+      beginRow(i, count, title);
       for (int k = 1; k <= count; ++k) a(i, k) = in.readNumber(node(i, std::string(title)));
+      in.endRecord();
     }
   };
   table("Cumulative mass of stable phases:", c.PhaseMass, kPhaseOrderSize);
@@ -169,14 +195,21 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
         for (int k = 1; k <= kTraces; ++k) (c.*t.array)(i, k) = 0.0;
     }
   }
-  in.readLine("node column heading");
+  in.expectLine(kNodeColumnsHeading, "node column heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, static_cast<int>(kNodeColumns.size()), "node columns");
     for (const auto& col : kNodeColumns) (c.*col.array)(i) = in.readNumber(node(i, "node column"));
+    in.endRecord();
   }
   auto marker = [&](const char* name) {
-    in.readString(name);
-    return in.readNumber(name);
+    in.beginRecord(2, name);
+    const int line = in.line();
+    if (trim(in.readString(name)) != name)
+      throw InputError(in.fileName(), line, name, std::string("expected the line '") + name +
+                                                      " , ...'");
+    const double v = in.readNumber(name);
+    in.endRecord();
+    return v;
   };
   c.BottomNode = toInt(marker("BottomNode"));
   c.TopNode = toInt(marker("TopNode"));
@@ -184,19 +217,22 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
   c.TopNode0 = toInt(marker("TopNode(0)"));
   c.PileTop0 = marker("Pile top(0)");
   c.InitTop = marker("InitTop(t)");
-  in.readLine("grid heading");
+  in.expectLine(kGridHeading, "grid heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, 3, "Grid point");
     c.GridPoint(i) = in.readNumber(node(i, "Grid point"));
     c.Vsolid(i) = in.readNumber(node(i, "V(solid)"));
     c.Vliquid(i) = in.readNumber(node(i, "V(liquid)"));
+    in.endRecord();
   }
+  in.beginRecord(1, "LastAddition");
   c.LastAddition = in.readNumber("LastAddition");
-  in.readLine("Top farfield temperature:");
+  in.endRecord();
+  in.expectLine("Top farfield temperature:", "Top farfield temperature:");
   int lineNo = in.line();
   const auto top =
       numbersOfLine(in.readLine("top far field"), in.fileName(), lineNo, "top far field");
-  in.readLine("Bottom farfield temperature:");
+  in.expectLine("Bottom farfield temperature:", "Bottom farfield temperature:");
   lineNo = in.line();
   // Without a far field the lower row is empty; as the file's last line it may have no line end.
   const auto bottom = numbersOfLine(in.atEnd() ? std::string() : in.readLine("bottom far field"),

@@ -9,8 +9,10 @@
 
 #include "base/text_format.h"
 #include "persist/files.h"
+#include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "support/fixtures.h"
+#include "support/run_rig.h"
 
 namespace cx::test {
 namespace {
@@ -135,6 +137,59 @@ TEST(FileAndLineNamed, NoDeletedOrDoubledLineIsBlamedFarAway) {
     }
   }
   EXPECT_GT(refused, static_cast<int>(ex.lines.size()) * 3 / 2);
+}
+
+// The output file's blocks: a node row missing or doubled, a heading changed, a number for a
+// node number - each is reported on the line where the block departs from its layout.
+TEST(FileAndLineNamed, DamagedBlocksOfTheOutputFileAreReportedOnTheirLine) {
+  RunRig rig(4);
+  rig.run(2);
+  const auto lines = linesOf(rig.output());
+  const int block2 = lineStarting(lines, "Iteration: 2");
+  auto after = [&](const std::string& head) {
+    for (std::size_t k = static_cast<std::size_t>(block2); k < lines.size(); ++k)
+      if (lines[k].rfind(head, 0) == 0) return static_cast<int>(k) + 1;
+    ADD_FAILURE() << head;
+    return 0;
+  };
+  const int liquidOxides = after("Liquid oxides wt %");
+  const int gridHeading = after("Grid point");
+  const int topNode = after("TopNode    ,");
+  struct Case {
+    std::string what;
+    std::vector<std::string> lines;
+    int line;
+  };
+  auto erased = [&](int line) {
+    auto l = lines;
+    l.erase(l.begin() + (line - 1));
+    return l;
+  };
+  auto doubled = [&](int line) {
+    auto l = lines;
+    l.insert(l.begin() + (line - 1), l[static_cast<std::size_t>(line - 1)]);
+    return l;
+  };
+  auto changed = [&](int line, const std::string& text) {
+    auto l = lines;
+    l[static_cast<std::size_t>(line - 1)] = text;
+    return l;
+  };
+  const std::vector<Case> cases = {
+      {"a node row missing", erased(liquidOxides + 2), liquidOxides + 2},
+      {"a node row doubled", doubled(liquidOxides + 2), liquidOxides + 3},
+      {"a heading changed", changed(gridHeading, "Grid"), gridHeading},
+      {"a marker changed", changed(topNode, "TopNod     , 4"), topNode},
+      {"a field missing", changed(gridHeading + 1, "1, 0, 0"), gridHeading + 1},
+  };
+  for (const Case& cs : cases) {
+    Column c = rig.column;
+    const auto r = parseIteration(joinLines(cs.lines), "CXoutput.txt", 2, c);
+    EXPECT_FALSE(r.ok) << cs.what;
+    EXPECT_EQ(r.message.rfind("CXoutput.txt, line " + std::to_string(cs.line) + ",", 0), 0u)
+        << cs.what << ": " << r.message;
+    EXPECT_TRUE(c == rig.column) << cs.what;
+  }
 }
 
 TEST(FileAndLineNamed, ValuesOutOfTheirPhysicalRangeAreRefusedWithTheirField) {
