@@ -189,7 +189,7 @@ class Driver {
 
   // The check after a process: a turn, the halt, then the failure report.  A failed process
   // does not end the run: its failure is logged and the iteration goes on.
-  void commonCheck(const std::string& failureText, bool reportFailureBeforeHalt) {
+  void commonCheck(const std::string& failureText) {
     if (std::fetestexcept(kFpFaults)) {
       // No NaN or infinity may enter the column unreported.
       log_.ErrorFlag = true;
@@ -200,7 +200,6 @@ class Driver {
     // A halt that lands inside a process stops it part-way; what it reports then is the
     // interruption, not a failure, and the interrupted iteration is discarded.
     if (log_.HaltFlag) {
-      (void)reportFailureBeforeHalt;
       log_.ErrorFlag = false;
       throw LeaveRun{};
     }
@@ -385,7 +384,7 @@ class Driver {
             "calculation!");
     } else {
       runProcess(ctx_.processes.CompactPile, "compaction of the crystal pile");
-      commonCheck("", false);
+      commonCheck("");
       for (int i = c_.BottomNode; i <= c_.TopNode; ++i)
         maxV = std::max({maxV, std::fabs(c_.Vliquid(i)), std::fabs(c_.Vsolid(i))});
     }
@@ -444,7 +443,7 @@ class Driver {
         showVwater(1e-5);
       }
       runProcess(ctx_.processes.Advect, "mass advection");
-      commonCheck("  - Error in Advection subroutine", false);
+      commonCheck("  - Error in Advection subroutine");
     }
     port_.setLabel("lblPileTop", formatNumber(c_.PileTop / 100.0, "fixed"));
     port_.setLabel("lblTopNode", std::to_string(c_.TopNode));
@@ -455,14 +454,14 @@ class Driver {
 
     if (s_.run.chkSkipMassDiffusion == 0) {
       runProcess(ctx_.processes.MassDiffusion, "liquid mass diffusion");
-      commonCheck("  - Error in Mass Diffusion subroutine", false);
+      commonCheck("  - Error in Mass Diffusion subroutine");
       port_.plotResults();
     }
     if (s_.run.chkSkipTDiffusion == 0) {
       Array1<double> oldT(1, c_.NumNodes);
       for (int i = 1; i <= c_.NumNodes; ++i) oldT(i) = c_.Temp(i);
       runProcess(ctx_.processes.TDiffusion, "thermal diffusion");
-      commonCheck("  - Error in Thermal Diffusion subroutine.", true);
+      commonCheck("  - Error in Thermal Diffusion subroutine.");
       // The nodes' own state is entropy: the temperature change becomes an entropy change,
       // dS = Cp dT / T integrated, the same increment for the node, its liquid, its solids and
       // its gas, all with the bulk heat capacity.
@@ -487,7 +486,7 @@ class Driver {
     PGradient(c_);
     if (s_.optionMix && !s_.OptionDrip && c_.TopNode < c_.NumNodes) {
       runProcess(ctx_.processes.MixMagma, "magma mixing");
-      commonCheck("  - Error in MixMagma subroutine.", true);
+      commonCheck("  - Error in MixMagma subroutine.");
       port_.plotResults();
       PGradient(c_);
     }
@@ -495,12 +494,12 @@ class Driver {
     if (c_.EqCount >= s_.misc(misc::kEquilibrationEvery) && s_.run.chkSkipEquilibration == 0) {
       c_.EqCount = 0;
       runProcess(ctx_.processes.Equilibrate, "equilibration");
-      commonCheck("  - Error in Equilibrate subroutine.", true);
+      commonCheck("  - Error in Equilibrate subroutine.");
     }
     if (s_.run.chkSkipTrace == 0) {
       runProcess(ctx_.processes.UpdateBulk, "bulk bookkeeping");
       runProcess(ctx_.processes.UpdateTrace, "trace elements");
-      commonCheck("  - Error in UpdateTrace subroutine.", true);
+      commonCheck("  - Error in UpdateTrace subroutine.");
     }
     port_.plotResults();
 
