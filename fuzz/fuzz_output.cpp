@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const auto& block : index.blocks) {
     if (++tried > 4) break;  // a few blocks are enough: each read scans from the start
     auto column = std::make_unique<cx::Column>();
-    const cx::IterationReadResult r = cx::parseIteration(text, "fuzz.txt", block.iteration, *column);
+    const cx::IterationReadResult r =
+        cx::parseIteration(text, "fuzz.txt", block.iteration, *column);
     if (!r.ok && !(*column == *layout)) std::abort();  // a failed read leaves the column alone
     if (!r.ok && r.message.empty()) std::abort();
     if (r.ok && column->Iteration != block.iteration) std::abort();

@@ -132,9 +132,15 @@ void forEachField(Column_& c, Visit&& v) {
 }
 
 // --- Writing: one line per field, "name: shape: values" ----------------------------------------
-std::string valueText(double v) { return exact(v); }
-std::string valueText(int v) { return std::to_string(v); }
-std::string valueText(bool v) { return v ? "1" : "0"; }
+std::string valueText(double v) {
+  return exact(v);
+}
+std::string valueText(int v) {
+  return std::to_string(v);
+}
+std::string valueText(bool v) {
+  return v ? "1" : "0";
+}
 
 struct Writer {
   std::string out;
@@ -268,8 +274,8 @@ std::string_view blockTextOf(const std::string& outputText, int iteration) {
     if (index.blocks[k].iteration != iteration) continue;
     const std::size_t end =
         k + 1 < index.blocks.size() ? index.blocks[k + 1].offset : outputText.size();
-    return std::string_view(outputText).substr(index.blocks[k].offset,
-                                               end - index.blocks[k].offset);
+    return std::string_view(outputText)
+        .substr(index.blocks[k].offset, end - index.blocks[k].offset);
   }
   return {};
 }
@@ -321,7 +327,8 @@ CheckpointUse restoreCheckpointText(const std::string& checkpoint, const std::st
 
 CheckpointUse restoreCheckpoint(const std::filesystem::path& folder, const std::string& outputText,
                                 int iteration, Column& column) {
-  const FileText file = readTextFile(folder / std::string(kCheckpointFileName), kMaxOutputFileBytes);
+  const FileText file =
+      readTextFile(folder / std::string(kCheckpointFileName), kMaxOutputFileBytes);
   if (!file.text) {
     CheckpointUse use;
     use.note = std::string(kCheckpointFileName) + " is " +

@@ -24,8 +24,8 @@ inline constexpr std::uintmax_t kMaxOutputFileBytes = std::uintmax_t{2} << 30;
 // "Permission denied"), "not a regular file", or the size cap.
 struct FileText {
   std::optional<std::string> text;
-  std::string problem;  // empty when `text` holds the file
-  bool missing = false; // the file does not exist
+  std::string problem;   // empty when `text` holds the file
+  bool missing = false;  // the file does not exist
 };
 // Reads `path` if it is a regular file of at most `maxBytes`.
 FileText readTextFile(const std::filesystem::path& path, std::uintmax_t maxBytes);

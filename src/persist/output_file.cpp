@@ -101,7 +101,8 @@ std::vector<double> numbersOfLine(const std::string& line, const std::string& fi
     const std::string t = trim(item);
     if (t.empty()) continue;
     const auto v = toNumber(t);
-    if (!v) throw InputError(fileName, lineNumber, field, "expected a number, found '" + t + "'");
+    if (!v)
+      throw InputError(fileName, lineNumber, field, "expected a number, found '" + excerpt(t) + "'");
     values.push_back(*v);
   }
   return values;

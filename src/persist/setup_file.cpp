@@ -204,7 +204,7 @@ std::string readNumericText(TextReader& in, const std::string& field) {
   const int line = in.line();
   std::string t = trim(in.readString(field));
   if (!t.empty() && !isNumeric(t))
-    throw InputError(in.fileName(), line, field, "expected a number, found '" + t + "'");
+    throw InputError(in.fileName(), line, field, "expected a number, found '" + excerpt(t) + "'");
   return t.empty() ? "0" : t;
 }
 

@@ -44,7 +44,8 @@ int lineStarting(const std::vector<std::string>& lines, const std::string& head)
 }
 
 struct Example {
-  std::string text = *readWholeFile(std::string(CUMULEX_SOURCE_DIR) + "/examples/basalt-column.cxd");
+  std::string text =
+      *readWholeFile(std::string(CUMULEX_SOURCE_DIR) + "/examples/basalt-column.cxd");
   std::vector<std::string> lines = linesOf(text);
   // The example's layout: 20 nodes, two lines each from line 17.
   static constexpr int kNodes = 20, kFirstNodeLine = 17;
@@ -230,9 +231,8 @@ TEST(FileAndLineNamed, ValuesOutOfTheirPhysicalRangeAreRefusedWithTheirField) {
     Settings s;
     const auto r = parseSetup(joinLines(lines), "bad.cxd", c, s);
     EXPECT_FALSE(r.ok) << cs.text;
-    EXPECT_EQ(r.message.rfind("bad.cxd, line " + std::to_string(cs.line) + ", field '" + cs.field,
-                              0),
-              0u)
+    EXPECT_EQ(
+        r.message.rfind("bad.cxd, line " + std::to_string(cs.line) + ", field '" + cs.field, 0), 0u)
         << r.message;
   }
 }
