@@ -144,30 +144,51 @@ std::string valueText(bool v) {
 
 struct Writer {
   std::string out;
+  // Pieces are appended one by one (a chain of + on temporaries also trips a false warning of
+  // GCC 12 about overlapping copies).
+  void put(std::string_view piece) { out.append(piece); }
+  void putNumber(int v) { out.append(std::to_string(v)); }
+
   template <class T>
   void operator()(const char* name, const T& v) {
-    out += name;
-    out += ": ";
-    out += valueText(v);
-    out += kEol;
+    put(name);
+    put(": ");
+    put(valueText(v));
+    put(kEol);
   }
   template <class T>
   void operator()(const char* name, const Array1<T>& a) {
-    out += name;
-    out += ": " + std::to_string(a.lo()) + " " + std::to_string(a.hi()) + ":";
-    for (int i = a.lo(); i <= a.hi(); ++i) out += " " + valueText(static_cast<T>(a(i)));
-    out += kEol;
+    put(name);
+    put(": ");
+    putNumber(a.lo());
+    put(" ");
+    putNumber(a.hi());
+    put(":");
+    for (int i = a.lo(); i <= a.hi(); ++i) {
+      put(" ");
+      put(valueText(static_cast<T>(a(i))));
+    }
+    put(kEol);
   }
   template <class T>
   void operator()(const char* name, const Array2<T>& a) {
-    out += name;
-    out += ": " + std::to_string(a.rowLo()) + " " + std::to_string(a.rowHi()) + " " +
-           std::to_string(a.colLo()) + " " + std::to_string(a.colHi()) + ":";
+    put(name);
+    put(": ");
+    putNumber(a.rowLo());
+    put(" ");
+    putNumber(a.rowHi());
+    put(" ");
+    putNumber(a.colLo());
+    put(" ");
+    putNumber(a.colHi());
+    put(":");
     if (!a.empty())
       for (int r = a.rowLo(); r <= a.rowHi(); ++r)
-        for (int k = a.colLo(); k <= a.colHi(); ++k)
-          out += " " + valueText(static_cast<T>(a(r, k)));
-    out += kEol;
+        for (int k = a.colLo(); k <= a.colHi(); ++k) {
+          put(" ");
+          put(valueText(static_cast<T>(a(r, k))));
+        }
+    put(kEol);
   }
 };
 
