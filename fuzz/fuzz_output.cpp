@@ -1,6 +1,6 @@
-// libFuzzer harness: the output-file reader on any text: the index of its blocks, the reading of
-// each block, and the search for the last whole one.  A block that reads must not change the
-// column when it does not; nothing may crash or hang.
+// libFuzzer harness: the output-file reader on any text: the index of its blocks (headings in
+// rising order) and the reading of its first and last block.  A read that fails must say why and
+// leave the column as it was; nothing may crash or hang.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -15,17 +15,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const cx::OutputIndex index = cx::indexOutput(text, "fuzz.txt");
   for (std::size_t k = 1; k < index.blocks.size(); ++k)
     if (index.blocks[k].iteration <= index.blocks[k - 1].iteration) std::abort();
-  const auto layout = std::make_unique<cx::Column>();
-  int tried = 0;
-  for (const auto& block : index.blocks) {
-    if (++tried > 4) break;  // a few blocks are enough: each read scans from the start
-    auto column = std::make_unique<cx::Column>();
+  if (index.blocks.empty()) return 0;
+  // The first and the last block: each read scans the text from its start, so reading every
+  // block of a long input would spend the fuzzer's time on one input.
+  static const cx::Column layout;  // read-only: the layout every read starts from
+  for (const auto* block : {&index.blocks.front(), &index.blocks.back()}) {
+    auto column = std::make_unique<cx::Column>(layout);
     const cx::IterationReadResult r =
-        cx::parseIteration(text, "fuzz.txt", block.iteration, *column);
-    if (!r.ok && !(*column == *layout)) std::abort();  // a failed read leaves the column alone
+        cx::parseIteration(text, "fuzz.txt", block->iteration, *column);
+    if (!r.ok && !(*column == layout)) std::abort();  // a failed read leaves the column alone
     if (!r.ok && r.message.empty()) std::abort();
-    if (r.ok && column->Iteration != block.iteration) std::abort();
+    if (r.ok && column->Iteration != block->iteration) std::abort();
   }
-  (void)cx::lastCompleteIteration(text, "fuzz.txt", *layout);
   return 0;
 }
