@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
-# fuzz.sh [--ci | SECONDS]: builds the libFuzzer harnesses of the readers (setup file, output-file
+# fuzz.sh [--ci | SECONDS] [HARNESS...]: builds the libFuzzer harnesses of the readers (setup file, output-file
 # blocks, the --oxides argument) with clang into build/fuzz and runs them.
 #   --ci      runs each harness once over its corpus (seconds), so that the harnesses cannot rot;
-#   SECONDS   fuzzes each harness for that long (default 600), one after the other.
+#   SECONDS   fuzzes each harness for that long (default 600), one after the other;
+#   HARNESS   setup, output or oxides (default: all three).
 # The seed corpus is made from examples/ and fuzz/seeds/; inputs that once failed are kept in
 # fuzz/regressions/<harness>/ and run with the corpus.  New findings are written to
 # build/fuzz/findings/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 mode=${1:-600}
+shift || true
+harnesses=("$@")
+[ ${#harnesses[@]} -eq 0 ] && harnesses=(setup output oxides)
 build="$root/build/fuzz"
 mkdir -p "$build"
 CXX=${CXX_FUZZ:-clang++} cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
@@ -27,7 +31,7 @@ done
 
 export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-for h in setup output oxides; do
+for h in "${harnesses[@]}"; do
   if [ "$mode" = "--ci" ]; then
     "$build/fuzz/fuzz_$h" -runs=0 "$corpus/$h" 2>&1 | tail -n 2
   else
