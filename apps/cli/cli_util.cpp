@@ -1,9 +1,11 @@
 // Helpers shared by the single-point commands.
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <iostream>
 #include <vector>
 
+#include "base/text_format.h"
 #include "cli_util.h"
 
 namespace cx::cli {
@@ -46,7 +48,7 @@ bool readOxides(const char* command, const ThermoTables& tables, const std::stri
     if (item.empty()) continue;
     const auto eq = item.find('=');
     if (eq == std::string::npos) {
-      fail(command, "--oxides item '", item, "' must be NAME=WT (wt %)");
+      fail(command, "--oxides item '", excerpt(item), "' must be NAME=WT (wt %)");
       return false;
     }
     const std::string name = trimmed(std::string_view(item).substr(0, eq));
@@ -60,7 +62,7 @@ bool readOxides(const char* command, const ThermoTables& tables, const std::stri
         if (i > 1) known += ", ";
         known += trimmedText(tables.OxideNames(i));
       }
-      fail(command, "--oxides: unknown oxide '", name, "' (known: ", known, ")");
+      fail(command, "--oxides: unknown oxide '", excerpt(name), "' (known: ", known, ")");
       return false;
     }
     const std::string label = "--oxides " + trimmedText(tables.OxideNames(k));
@@ -71,11 +73,11 @@ bool readOxides(const char* command, const ThermoTables& tables, const std::stri
     seen[static_cast<std::size_t>(k)] = true;
     double v = 0.0;
     if (!parseNumber(value, v)) {
-      fail(command, label, " must be a number (wt %), not '", value, "'");
+      fail(command, label, " must be a number (wt %), not '", excerpt(value), "'");
       return false;
     }
     if (v < 0.0) {
-      fail(command, label, " = ", value, " wt % is negative");
+      fail(command, label, " = ", excerpt(value), " wt % is negative");
       return false;
     }
     wt(k) = v;
@@ -83,6 +85,14 @@ bool readOxides(const char* command, const ThermoTables& tables, const std::stri
   }
   if (!any) {
     fail(command, "--oxides: no oxide above 0 wt %");
+    return false;
+  }
+  // Each value is finite, but their sum may not be (1e308 + 1e308): such a composition would
+  // normalize to zeros and infinities.
+  double sum = 0.0;
+  for (int k = 1; k <= thermo_data::kNumOxides; ++k) sum += wt(k);
+  if (!std::isfinite(sum)) {
+    fail(command, "--oxides: the oxides sum to more than a number can hold; give wt %");
     return false;
   }
   return true;

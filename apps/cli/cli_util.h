@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "base/array.h"
+#include "base/text_format.h"
 #include "thermo/constants.h"
 #include "thermo/thermo_tables.h"
 
@@ -32,11 +33,11 @@ inline bool readField(const char* command, const std::string& text, const char* 
                       const char* unit, double lo, double hi, double& value) {
   if (!parseNumber(text, value)) {
     std::cerr << "cumulex " << command << ": " << field << " must be a number (" << unit
-              << "), not '" << text << "'\n";
+              << "), not '" << excerpt(text) << "'\n";
     return false;
   }
   if (value < lo || value > hi) {
-    std::cerr << "cumulex " << command << ": " << field << " = " << text << " " << unit
+    std::cerr << "cumulex " << command << ": " << field << " = " << excerpt(text) << " " << unit
               << " is outside " << lo << " to " << hi << " " << unit << "\n";
     return false;
   }

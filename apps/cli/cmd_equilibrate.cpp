@@ -107,6 +107,26 @@ int equilibrateCommand(const EquilibrateOptions& o) {
   T = res.T;
   P = res.P;
 
+  if (!res.converged) {
+    // An answer that is not proved an equilibrium is no answer: no masses, no phases.
+    if (o.json) {
+      JsonWriter w(std::cout);
+      w.beginObject();
+      w.value("T_C", T - kKelvinOffset);
+      w.value("P_bar", P);
+      w.value("converged", false);
+      w.value("message", res.message);
+      w.endObject();
+    } else {
+      std::printf("No equilibrium found at %.2f °C and %.2f bar: the solve did not converge.\n",
+                  T - kKelvinOffset, P);
+    }
+    std::cerr << "cumulex equilibrate: " << res.message << '\n';
+    for (const auto& r : diag.reports)
+      if (r != res.message) std::cerr << "  " << r << '\n';
+    return 1;
+  }
+
   // The liquid: its mass, oxides and oxygen fugacity.
   Array1<double> liq(1, kLiquidComponents), liqWt(1, thermo_data::kNumOxides);
   double liqMass = 0.0;
@@ -204,12 +224,6 @@ int equilibrateCommand(const EquilibrateOptions& o) {
                 st.Ssystem, st.Vsystem, st.CpSystem);
     std::printf("Iterations: %d inner, %d reviews, %d secant passes\n", res.counters.innerSteps,
                 res.counters.reviews, res.counters.outerPasses);
-  }
-  if (!res.converged) {
-    std::cerr << "cumulex equilibrate: " << res.message << '\n';
-    for (const auto& r : diag.reports)
-      if (r != res.message) std::cerr << "  " << r << '\n';
-    return 1;
   }
   return 0;
 }

@@ -105,13 +105,8 @@ int partitionCommand(const PartitionOptions& o) {
   }
 
   const fs::path file = o.setup;
-  const auto text = readWholeFile(file);
-  if (!text) {
-    std::cerr << "cumulex partition: cannot read " << file.string() << '\n';
-    return 2;
-  }
   Settings settings;
-  const SetupReadResult r = parseSetup(*text, file.string(), *column, settings);
+  const SetupReadResult r = readSetupFile(file, *column, settings);
   if (!r.ok) {
     std::cerr << "cumulex partition: " << r.message << '\n';
     return 2;
@@ -126,8 +121,9 @@ int partitionCommand(const PartitionOptions& o) {
     std::cerr << "Nothing changed in " << file.string() << " (answer the question with --yes).\n";
     return 0;
   }
-  if (!writeFileAtomically(file, setupText(*column, settings))) {
-    std::cerr << "cumulex partition: cannot write " << file.string() << "; the file is as it was\n";
+  if (const WriteStatus w = writeFileAtomically(file, setupText(*column, settings)); !w) {
+    std::cerr << "cumulex partition: cannot write " << file.string() << " (" << w.reason
+              << "); the file is as it was\n";
     return 1;
   }
   std::cerr << "The preset coefficients are now in " << file.string() << ".\n";

@@ -12,6 +12,7 @@
 #include "base/text_format.h"
 #include "commands.h"
 #include "json.h"
+#include "persist/checkpoint.h"
 #include "persist/default_setup.h"
 #include "persist/event_log.h"
 #include "persist/files.h"
@@ -64,14 +65,23 @@ int runCommand(const RunOptionsCli& o) {
       std::cerr << "cumulex: " << r.message << '\n';
       return 2;
     }
-    const auto text = readWholeFile(dir / std::string(kOutputFileName));
-    const int last =
-        text ? lastCompleteIteration(*text, (dir / "CXoutput.txt").string(), *column) : -1;
+    const fs::path outputPath = dir / std::string(kOutputFileName);
+    const FileText file = readTextFile(outputPath, kMaxOutputFileBytes);
+    if (!file.text) {
+      std::cerr << "cumulex: cannot read " << outputPath.string() << ": " << file.problem << '\n';
+      return 2;
+    }
+    const std::string* text = &*file.text;
+    if (const OutputIndex index = indexOutput(*text, outputPath.string()); !index.problem.empty()) {
+      std::cerr << "cumulex: " << index.problem << "\nNothing was changed.\n";
+      return 2;
+    }
+    const int last = lastCompleteIteration(*text, outputPath.string(), *column);
     if (last < 0) {
       std::cerr << "cumulex: no saved iteration to continue from in " << dir << '\n';
       return 2;
     }
-    const auto read = parseIteration(*text, (dir / "CXoutput.txt").string(), last, *column);
+    const auto read = parseIteration(*text, outputPath.string(), last, *column);
     if (!read.ok) {
       std::cerr << "cumulex: " << read.message << '\n';
       return 2;
@@ -80,6 +90,10 @@ int runCommand(const RunOptionsCli& o) {
     // Cut anything after the last whole block (a block cut off by a crash).
     const auto iters = listIterations(*text);
     if (!iters.empty() && iters.back() != last) {
+      std::cerr << "cumulex: note: the output file's last block (iteration " << iters.back()
+                << ") is incomplete or damaged; it is dropped and the run continues from "
+                   "iteration "
+                << last << ".\n";
       RecordingDiagnostics diag;
       NullPort yesPort(true);
       const LoadResult lr = loadIteration(dir, last, *column, diag, yesPort);
@@ -88,6 +102,9 @@ int runCommand(const RunOptionsCli& o) {
         return 2;
       }
     }
+    // The exact state of that block, when the checkpoint beside the file belongs to it.
+    if (const CheckpointUse cp = restoreCheckpoint(dir, *text, last, *column); !cp.used)
+      std::cerr << "cumulex: note: " << cp.note << '\n';
     column->InitialNeeded = false;
     column->NodesAtInitial = column->NumNodes;
     std::cerr << "Continuing from iteration " << last << " of " << dir / "CXoutput.txt" << '\n';
@@ -96,7 +113,9 @@ int runCommand(const RunOptionsCli& o) {
     if (o.setup.empty()) {
       r = parseSetup(std::string(defaultSetupText()), "embedded default setup", *column, settings);
     } else {
-      r = openSetup(dir, o.setup, *column, settings, port);
+      // Read and checked only: the run writes the working copy once the setup has started, so
+      // a setup that cannot run leaves the folder as it was.
+      r = readSetupFile(o.setup, *column, settings);
     }
     if (!r.ok) {
       std::cerr << "cumulex: " << r.message << '\n';
@@ -105,22 +124,27 @@ int runCommand(const RunOptionsCli& o) {
   }
   column->FindInitialOnly = o.initialOnly;
 
+  // Ctrl-C and a polite kill both halt the run at its next turn.
   std::signal(SIGINT, onInterrupt);
+  std::signal(SIGTERM, onInterrupt);
   RunContext ctx{*column, settings, consoleLog, port, dir};
   ctx.iterationLimit = o.iterations;
   const RunOutcome outcome = CmdStart(ctx);
   port.finishLine();
   std::signal(SIGINT, SIG_DFL);
+  std::signal(SIGTERM, SIG_DFL);
 
+  // A halt is not an error: the run stops on its last whole iteration, which is saved.
   const bool interrupted = gInterrupted.load();
-  std::cerr << (interrupted     ? "Halted"
-                : outcome.error ? "Stopped on an error"
-                                : "Finished")
+  const bool failed = outcome.error && !interrupted;
+  std::cerr << (interrupted ? "Halted"
+                : failed    ? "Stopped on an error"
+                            : "Finished")
             << " at iteration " << column->Iteration << ", model time "
             << formatNumber(column->TotalTime / kSecondsPerDay, "0.0000") << " days.\n";
-  if (outcome.error && !outcome.message.empty()) std::cerr << outcome.message << '\n';
+  if (!outcome.message.empty() && (failed || interrupted)) std::cerr << outcome.message << '\n';
   std::cerr << "Working folder: " << dir.string() << '\n';
-  return outcome.error ? 1 : 0;
+  return failed ? 1 : 0;
 }
 
 // The layout a saved iteration is read into: the setup of the folder when it has one.
@@ -181,17 +205,18 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   for (const auto& t : kTraceTablesOut)
     if (traces == t.option) traceTable = &t;
   if (!traces.empty() && traceTable == nullptr) {
-    std::cerr << "cumulex show: --traces takes liquid, solid, gas or bulk, not '" << traces
-              << "'\n";
+    std::cerr << "cumulex show: --traces takes liquid, solid, gas or bulk, not '"
+              << excerpt(traces) << "'\n";
     return 2;
   }
   const fs::path dir = dirName;
   const fs::path file = dir / std::string(kOutputFileName);
-  const auto text = readWholeFile(file);
-  if (!text) {
-    std::cerr << "cumulex: cannot read " << file << '\n';
+  const FileText read = readTextFile(file, kMaxOutputFileBytes);
+  if (!read.text) {
+    std::cerr << "cumulex: cannot read " << file.string() << ": " << read.problem << '\n';
     return 2;
   }
+  const std::string* text = &*read.text;
   auto column = layoutOf(dir);
   if (wanted < 0) {
     wanted = lastCompleteIteration(*text, file.string(), *column);
@@ -280,7 +305,7 @@ int loadCommand(const std::string& dirName, int n, bool yes, bool makeInitial) {
   const auto r = loadIteration(dir, n, *column, log, port);
   if (!r.ok) {
     std::cerr << "cumulex: " << r.message << '\n';
-    return yes ? 2 : 1;
+    return r.declined ? 1 : 2;
   }
   const std::string output = (dir / std::string(kOutputFileName)).string();
   if (makeInitial) {
@@ -304,7 +329,7 @@ void addRunCommands(CLI::App& app, int& exitCode) {
       ->check(CLI::ExistingFile);
   run->add_option("--dir", opts->dir, "Working folder (default ./cumulex-run)");
   run->add_option("--iterations", opts->iterations, "Stop after this many iterations")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Range(0, kMaxIteration));
   auto* yes = run->add_flag("--yes", opts->yes,
                             "Answer yes to every question (e.g. abort after a reported error)");
   run->add_flag("--no", opts->no, "Answer no to every question (the default)")->excludes(yes);
@@ -321,7 +346,8 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto* show =
       app.add_subcommand("show", "Print the node table of a saved iteration (the last by default)");
   show->add_option("dir", *showDir, "Working folder of a run")->required();
-  show->add_option("--iteration", *showIter, "Iteration to show");
+  show->add_option("--iteration", *showIter, "Iteration to show")
+      ->check(CLI::Range(0, kMaxIteration));
   show->add_flag("--json", *showJson, "JSON keyed by the output file's labels");
   show->add_option("--traces", *showTraces,
                    "Print the trace elements (ppm) of the liquid, solid, gas or bulk instead");
@@ -335,7 +361,9 @@ void addRunCommands(CLI::App& app, int& exitCode) {
   auto* load =
       app.add_subcommand("load", "Load a saved iteration and cut the output file after it");
   load->add_option("dir", *loadDir, "Working folder of a run")->required();
-  load->add_option("--iteration", *loadIter, "Iteration to keep as the last")->required();
+  load->add_option("--iteration", *loadIter, "Iteration to keep as the last")
+      ->required()
+      ->check(CLI::Range(0, kMaxIteration));
   load->add_flag("--yes", *loadYes, "Confirm that the iterations after it are dropped");
   load->add_flag(
       "--make-initial", *loadInitial,

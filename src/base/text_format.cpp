@@ -285,4 +285,10 @@ std::string printZones(const std::vector<std::string>& items) {
   return out;
 }
 
+std::string excerpt(std::string_view text, std::size_t limit) {
+  if (text.size() <= limit) return std::string(text);
+  return std::string(text.substr(0, limit)) + "... (" + std::to_string(text.size()) +
+         " characters)";
+}
+
 }  // namespace cx

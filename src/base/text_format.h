@@ -64,4 +64,8 @@ std::string printZones(const std::vector<std::string>& items);
 
 inline constexpr int kPrintZoneWidth = 14;
 
+// At most `limit` characters of `text` for a message, marked when cut: a damaged file or argument
+// can hold a field of megabytes, and a message quoting it whole would bury what it says.
+std::string excerpt(std::string_view text, std::size_t limit = 40);
+
 }  // namespace cx

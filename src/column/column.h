@@ -65,6 +65,7 @@ class Column {
   Array1<double> InflationTrace{1, kTraces};
   Array1<double> InflationScalars{1, 5};
   Array1<int> PhaseOrder{1, kPhaseOrderSize};
+  int EqCount = 0;  // iterations since the last equilibration (for "equilibrate every n")
   bool InitialNeeded = true;
   int NodesAtInitial = 0;
   bool FindInitialOnly = false;

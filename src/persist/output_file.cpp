@@ -1,9 +1,11 @@
 #include "persist/output_file.h"
 
+#include <charconv>
 #include <sstream>
 
 #include "base/text_format.h"
 #include "base/vb.h"
+#include "persist/checkpoint.h"
 #include "persist/files.h"
 #include "persist/text_reader.h"
 
@@ -73,25 +75,21 @@ const std::array<OxideTable, 3> kOxideTables = {{{"Bulk Oxides wt %", &Column::B
                                                  {"Liquid oxides wt %", &Column::LiqOx},
                                                  {"Bulk solids wt %", &Column::SolidOx}}};
 
-std::optional<int> iterationOfLine(std::string_view line) {
+// A block's first line: "Iteration: " and the iteration, a whole number the 16-bit counter can
+// hold.  Nothing for any other line; an error for a heading whose number is not one (a header of
+// "Iteration: 1e10" must not read as some other iteration).
+std::optional<int> iterationOfLine(std::string_view line, const std::string& fileName,
+                                   int lineNumber) {
   if (line.substr(0, kIterationTag.size()) != kIterationTag) return std::nullopt;
-  const auto n = toNumber(line.substr(kIterationTag.size()));
-  if (!n) return std::nullopt;
-  return static_cast<int>(*n);
-}
-
-std::vector<std::string_view> splitLines(const std::string& text) {
-  std::vector<std::string_view> lines;
-  std::size_t start = 0;
-  while (start < text.size()) {
-    std::size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string_view line(text.data() + start, end - start);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.push_back(line);
-    start = end + 1;
-  }
-  return lines;
+  const std::string t = trim(std::string(line.substr(kIterationTag.size())));
+  int n = -1;
+  const auto r = std::from_chars(t.data(), t.data() + t.size(), n);
+  if (t.empty() || r.ec != std::errc() || r.ptr != t.data() + t.size() || n < 0 ||
+      n > kMaxIteration)
+    throw InputError(fileName, lineNumber, "Iteration",
+                     "expected an iteration number 0 to " + std::to_string(kMaxIteration) +
+                         ", found '" + excerpt(t) + "'");
+  return n;
 }
 
 std::vector<double> numbersOfLine(const std::string& line, const std::string& fileName,
@@ -103,7 +101,8 @@ std::vector<double> numbersOfLine(const std::string& line, const std::string& fi
     const std::string t = trim(item);
     if (t.empty()) continue;
     const auto v = toNumber(t);
-    if (!v) throw InputError(fileName, lineNumber, field, "expected a number, found '" + t + "'");
+    if (!v)
+      throw InputError(fileName, lineNumber, field, "expected a number, found '" + excerpt(t) + "'");
     values.push_back(*v);
   }
   return values;
@@ -113,12 +112,17 @@ std::vector<double> numbersOfLine(const std::string& line, const std::string& fi
 // block predates trace elements (no trace tables): its traces are then zero.
 bool readBlock(TextReader& in, Column& c, int iteration) {
   c.Iteration = iteration;
+  in.beginRecord(1, "TopPressure");
   c.TopPressure = in.readNumber("TopPressure");
+  in.endRecord();
+  in.beginRecord(3, "NumNodes, DeltaX, TotalTime");
+  const int nodeLine = in.line();
   const int nodes = in.readInt("NumNodes");
   if (nodes < 1 || nodes > kMaxNodes)
-    throw InputError(in.fileName(), in.line(), "NumNodes", "node count out of range");
+    throw InputError(in.fileName(), nodeLine, "NumNodes", "node count out of range");
   c.DeltaX = in.readNumber("DeltaX");
   c.TotalTime = in.readNumber("TotalTime");
+  in.endRecord();
   if (nodes != c.NumNodes) {
     // Files of another node count load by re-dimensioning the arrays; the far field keeps the
     // present thickness until its rows are read below.
@@ -133,29 +137,50 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
   auto node = [&](int i, const std::string& what) {
     return what + " of node " + std::to_string(i);
   };
-  in.readLine("Phaselist heading");
+  // Each node row is one line that begins with its node number: a row missing or doubled is
+  // reported on its own line.
+  auto beginRow = [&](int i, int values, std::string_view table) {
+    in.beginRecord(1 + values, "node " + std::to_string(i) + " of " + std::to_string(n) +
+                                   " in '" + std::string(table) + "'");
+    const int line = in.line();
+    const int number = in.readInt(node(i, "node number"));
+    if (number != i)
+      throw InputError(in.fileName(), line, node(i, "node number"),
+                       "expected node " + std::to_string(i) + ", found " + std::to_string(number) +
+                           " (is NumNodes right?)");
+  };
+  in.expectLine("Node PhaseCount Phaselist and Xstable:", "Phaselist heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, 1 + kPhaseListSize + kXstableSize, "Phaselist and Xstable");
+    const int line = in.line();
     c.PhaseCount(i) = in.readInt(node(i, "PhaseCount"));
+    if (c.PhaseCount(i) < 0 || c.PhaseCount(i) > kPhaseListSize)
+      throw InputError(in.fileName(), line, node(i, "PhaseCount"),
+                       "a node holds 0 to " + std::to_string(kPhaseListSize) + " phases");
     for (int k = 1; k <= kPhaseListSize; ++k) c.PhaseList(i, k) = in.readInt(node(i, "PhaseList"));
     for (int k = 1; k <= kXstableSize; ++k) c.Xstable(i, k) = in.readNumber(node(i, "Xstable"));
+    in.endRecord();
   }
   for (const auto& t : kOxideTables) {
-    in.readLine(t.title);
+    in.expectLine(t.title, t.title);
     for (int i = 1; i <= n; ++i) {
-      in.readInt(node(i, "node number"));
+      beginRow(i, kOxides, t.title);
       for (int j = 1; j <= kOxides; ++j)
         (c.*t.array)(i, j) =
             in.readNumber(node(i, std::string(t.title) + " " + std::string(OxideNames[j])));
+      in.endRecord();
     }
   }
-  in.readLine("Phase order");
+  in.expectLine("Phase order", "Phase order");
+  in.beginRecord(kPhaseOrderSize, "Phase order");
   for (int k = 1; k <= kPhaseOrderSize; ++k) c.PhaseOrder(k) = in.readInt("PhaseOrder");
+  in.endRecord();
   auto table = [&](std::string_view title, Array2<double>& a, int count) {
-    in.readLine(title);
+    in.expectLine(title, title);
     for (int i = 1; i <= n; ++i) {
-      in.readInt(node(i, "node number"));
+      beginRow(i, count, title);
       for (int k = 1; k <= count; ++k) a(i, k) = in.readNumber(node(i, std::string(title)));
+      in.endRecord();
     }
   };
   table("Cumulative mass of stable phases:", c.PhaseMass, kPhaseOrderSize);
@@ -171,14 +196,21 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
         for (int k = 1; k <= kTraces; ++k) (c.*t.array)(i, k) = 0.0;
     }
   }
-  in.readLine("node column heading");
+  in.expectLine(kNodeColumnsHeading, "node column heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, static_cast<int>(kNodeColumns.size()), "node columns");
     for (const auto& col : kNodeColumns) (c.*col.array)(i) = in.readNumber(node(i, "node column"));
+    in.endRecord();
   }
   auto marker = [&](const char* name) {
-    in.readString(name);
-    return in.readNumber(name);
+    in.beginRecord(2, name);
+    const int line = in.line();
+    if (trim(in.readString(name)) != name)
+      throw InputError(in.fileName(), line, name, std::string("expected the line '") + name +
+                                                      " , ...'");
+    const double v = in.readNumber(name);
+    in.endRecord();
+    return v;
   };
   c.BottomNode = toInt(marker("BottomNode"));
   c.TopNode = toInt(marker("TopNode"));
@@ -186,19 +218,22 @@ bool readBlock(TextReader& in, Column& c, int iteration) {
   c.TopNode0 = toInt(marker("TopNode(0)"));
   c.PileTop0 = marker("Pile top(0)");
   c.InitTop = marker("InitTop(t)");
-  in.readLine("grid heading");
+  in.expectLine(kGridHeading, "grid heading");
   for (int i = 1; i <= n; ++i) {
-    in.readInt(node(i, "node number"));
+    beginRow(i, 3, "Grid point");
     c.GridPoint(i) = in.readNumber(node(i, "Grid point"));
     c.Vsolid(i) = in.readNumber(node(i, "V(solid)"));
     c.Vliquid(i) = in.readNumber(node(i, "V(liquid)"));
+    in.endRecord();
   }
+  in.beginRecord(1, "LastAddition");
   c.LastAddition = in.readNumber("LastAddition");
-  in.readLine("Top farfield temperature:");
+  in.endRecord();
+  in.expectLine("Top farfield temperature:", "Top farfield temperature:");
   int lineNo = in.line();
   const auto top =
       numbersOfLine(in.readLine("top far field"), in.fileName(), lineNo, "top far field");
-  in.readLine("Bottom farfield temperature:");
+  in.expectLine("Bottom farfield temperature:", "Bottom farfield temperature:");
   lineNo = in.line();
   // Without a far field the lower row is empty; as the file's last line it may have no line end.
   const auto bottom = numbersOfLine(in.atEnd() ? std::string() : in.readLine("bottom far field"),
@@ -306,21 +341,57 @@ bool WriteIteration(const std::filesystem::path& folder, const Column& column, b
                     Diagnostics& diag) {
   const auto path = folder / std::string(kOutputFileName);
   const std::string block = iterationBlock(column);
-  // The file only ever grows by whole blocks: each block goes out in one write.
-  const bool ok = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
-  if (!ok) {
-    diag.ErrorReport(
-        " error writing CXoutput.txt\n            Check all input values for correctness",
-        diag.PauseOnError);
+  // The file only ever grows by whole blocks: each block goes out in one write, and a write the
+  // disk cuts short is taken back.
+  const WriteStatus w = startNewFile ? writeFileAtomically(path, block) : appendToFile(path, block);
+  if (w) {
+    // The full-precision state of the block, for a resumed run to go on exactly.  A checkpoint
+    // that cannot be written leaves an older one, which no longer matches the file's last block
+    // and is not used.
+    (void)writeCheckpoint(folder, column, block);
+  } else {
+    diag.ErrorReport(" error writing CXoutput.txt: " + w.reason +
+                         "\n            Check all input values for correctness",
+                     diag.PauseOnError);
     diag.ErrorFlag = true;
   }
-  return ok;
+  return w.ok;
+}
+
+OutputIndex indexOutput(const std::string& text, const std::string& fileName) {
+  OutputIndex index;
+  try {
+    std::size_t start = 0;
+    int lineNumber = 1;
+    while (start < text.size()) {
+      std::size_t end = text.find('\n', start);
+      if (end == std::string::npos) end = text.size();
+      std::string_view line(text.data() + start, end - start);
+      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+      if (const auto n = iterationOfLine(line, fileName, lineNumber)) {
+        // A history only goes forward: a heading at or below the one before means the file was
+        // edited or two histories were joined, and no block of it can be trusted to follow.
+        if (!index.blocks.empty() && *n <= index.blocks.back().iteration)
+          throw InputError(fileName, lineNumber, "Iteration",
+                           "iteration " + std::to_string(*n) + " follows iteration " +
+                               std::to_string(index.blocks.back().iteration) + " (line " +
+                               std::to_string(index.blocks.back().line) +
+                               "): the blocks are out of order");
+        index.blocks.push_back({*n, lineNumber, start});
+      }
+      start = end + 1;
+      ++lineNumber;
+    }
+  } catch (const InputError& e) {
+    index.problem = e.what();
+  }
+  return index;
 }
 
 std::vector<int> listIterations(const std::string& text) {
   std::vector<int> found;
-  for (std::string_view line : splitLines(text))
-    if (auto n = iterationOfLine(line)) found.push_back(*n);
+  for (const auto& b : indexOutput(text, std::string(kOutputFileName)).blocks)
+    found.push_back(b.iteration);
   return found;
 }
 
@@ -330,8 +401,9 @@ IterationReadResult parseIteration(const std::string& text, const std::string& f
   TextReader in(text, fileName);
   try {
     while (!in.atEnd()) {
+      const int lineNumber = in.line();
       const std::string line = in.readLine("Iteration");
-      const auto n = iterationOfLine(line);
+      const auto n = iterationOfLine(line, fileName, lineNumber);
       if (!n) continue;
       r.lastSeen = *n;
       if (*n != wanted) continue;
@@ -357,17 +429,16 @@ IterationReadResult ReadIteration(const std::filesystem::path& folder, int wante
                                   Diagnostics& diag) {
   diag.ErrorFlag = false;
   const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
     IterationReadResult r;
-    r.message =
-        " error opening or reading CXoutput.txt\n            Check all input values for "
-        "correctness";
+    r.message = " error opening or reading CXoutput.txt: " + file.problem +
+                "\n            Check all input values for correctness";
     diag.ErrorReport(r.message, false);
     diag.ErrorFlag = true;
     return r;
   }
-  IterationReadResult r = parseIteration(*text, path.string(), wanted, column);
+  IterationReadResult r = parseIteration(*file.text, path.string(), wanted, column);
   if (!r.ok) {
     diag.ErrorReport(r.message, false);
     diag.ErrorFlag = true;
@@ -377,10 +448,10 @@ IterationReadResult ReadIteration(const std::filesystem::path& folder, int wante
 
 int lastCompleteIteration(const std::string& text, const std::string& fileName,
                           const Column& layout) {
-  const auto all = listIterations(text);
-  for (auto it = all.rbegin(); it != all.rend(); ++it) {
+  const auto index = indexOutput(text, fileName);
+  for (auto it = index.blocks.rbegin(); it != index.blocks.rend(); ++it) {
     Column probe = layout;
-    if (parseIteration(text, fileName, *it, probe).ok) return *it;
+    if (parseIteration(text, fileName, it->iteration, probe).ok) return it->iteration;
   }
   return -1;
 }
@@ -390,9 +461,26 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
   LoadResult result;
   port.setStatus("Searching for requested iteration...");
   port.setModuleId("In module LoadLastIteratio");
+  const auto path = folder / std::string(kOutputFileName);
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
+    result.message = " error opening or reading CXoutput.txt: " + file.problem;
+    return result;
+  }
+  const std::string& text = *file.text;
+  // Cutting a file whose blocks are out of order would drop blocks that are not above n.
+  const OutputIndex index = indexOutput(text, path.string());
+  if (!index.problem.empty()) {
+    port.setStatus("Requested iteration not found.");
+    result.message = index.problem + "\nThe file is left as it is.";
+    return result;
+  }
   Column loaded = column;
-  const auto r = ReadIteration(folder, n, loaded, diag);
+  diag.ErrorFlag = false;
+  const auto r = parseIteration(text, path.string(), n, loaded);
   if (!r.ok) {
+    diag.ErrorReport(r.message, false);
+    diag.ErrorFlag = true;
     port.setStatus("Requested iteration not found.");
     result.message = r.message;
     return result;
@@ -401,26 +489,22 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
                      std::to_string(n) + "?\nAll data above this point will be lost!")) {
     port.setStatus("Abort load last interation.");
     result.message = "Abort load last interation.";
+    result.declined = true;
     return result;
   }
   if (!r.note.empty()) port.appendEvent(r.note);
   port.setStatus("Loading iteration...");
-  // Keep the lines up to the first block numbered above n; the rest is cut off.
-  const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
-    result.message = " error opening CXoutput.txt.";
-    return result;
-  }
-  std::string kept;
-  for (std::string_view line : splitLines(*text)) {
-    if (auto m = iterationOfLine(line); m && *m > n) break;
-    kept += line;
-    kept += kEol;
-  }
-  if (!writeFileAtomically(path, kept)) {
-    result.message = " error opening CXoutput.txt.";
-    return result;
+  // Keep exactly the blocks up to and including block n: the file is cut where the next block
+  // begins.
+  std::size_t keep = text.size();
+  for (std::size_t k = 0; k + 1 < index.blocks.size(); ++k)
+    if (index.blocks[k].iteration == n) keep = index.blocks[k + 1].offset;
+  if (keep < text.size()) {
+    if (const WriteStatus w = writeFileAtomically(path, std::string_view(text).substr(0, keep));
+        !w) {
+      result.message = " error writing CXoutput.txt: " + w.reason;
+      return result;
+    }
   }
   column = std::move(loaded);
   column.InitialNeeded = false;
@@ -434,17 +518,18 @@ LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& col
 int replayIterations(const std::filesystem::path& folder, Column& column, Diagnostics& diag,
                      const std::function<bool(int iteration)>& frame) {
   const auto path = folder / std::string(kOutputFileName);
-  const auto text = readWholeFile(path);
-  if (!text) {
-    diag.ErrorReport(" error opening CXoutput.txt.", false);
+  const FileText file = readTextFile(path, kMaxOutputFileBytes);
+  if (!file.text) {
+    diag.ErrorReport(" error opening or reading CXoutput.txt: " + file.problem, false);
     return 0;
   }
   // One pass through the file: each block is read as it comes.
-  TextReader in(*text, path.string());
+  TextReader in(*file.text, path.string());
   int shown = 0;
   try {
     while (!in.atEnd() && !diag.HaltFlag) {
-      const auto n = iterationOfLine(in.readLine("Iteration"));
+      const int lineNumber = in.line();
+      const auto n = iterationOfLine(in.readLine("Iteration"), path.string(), lineNumber);
       if (!n) continue;
       Column c = column;
       readBlock(in, c, *n);

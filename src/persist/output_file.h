@@ -44,16 +44,35 @@ IterationReadResult parseIteration(const std::string& text, const std::string& f
 IterationReadResult ReadIteration(const std::filesystem::path& folder, int wanted, Column& column,
                                   Diagnostics& diag);
 
-// The iteration numbers of the blocks of an output text, in file order.
+// The largest iteration number a block can carry: the run's counter is 16 bits wide.
+inline constexpr int kMaxIteration = 32767;
+
+// Where the blocks of an output text begin.  The headings must be whole numbers 0 to
+// kMaxIteration, each above the one before; otherwise `problem` names the line and `blocks`
+// holds the blocks before it.
+struct OutputIndex {
+  struct Block {
+    int iteration;
+    int line;            // 1-based line of its "Iteration: " heading
+    std::size_t offset;  // where that line begins
+  };
+  std::vector<Block> blocks;
+  std::string problem;
+};
+OutputIndex indexOutput(const std::string& text, const std::string& fileName);
+
+// The iteration numbers of the blocks of an output text, in file order (up to a bad heading).
 std::vector<int> listIterations(const std::string& text);
 // The last block that reads back whole (after a crash the last block may be cut off).
 int lastCompleteIteration(const std::string& text, const std::string& fileName,
                           const Column& layout);
 
-// Loads iteration `n` and cuts the output file after its block (cmdLoadLastIteration).  `confirm`
-// is asked the question of the program; a No leaves everything as it was.
+// Loads iteration `n` and cuts the output file after its block (cmdLoadLastIteration): exactly the
+// blocks up to and including n are kept.  The port is asked the question of the program; a No,
+// or a file whose headings are out of order, leaves everything as it was.
 struct LoadResult {
   bool ok = false;
+  bool declined = false;  // the question was answered No
   std::string message;
 };
 LoadResult loadIteration(const std::filesystem::path& folder, int n, Column& column,

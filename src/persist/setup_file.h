@@ -9,6 +9,7 @@
 #include "base/port.h"
 #include "column/column.h"
 #include "column/settings.h"
+#include "persist/files.h"
 
 namespace cx {
 
@@ -24,6 +25,7 @@ struct SetupReadResult {
   double topT = 1273.15;  // Temp(NumNodes), K
   double bottomT = 1273.15;
   int nodeCount = 4;
+  bool missing = false;  // the file does not exist
 };
 
 // Parses a setup text into `column` and `settings`.  On any error nothing is changed and the
@@ -31,7 +33,16 @@ struct SetupReadResult {
 SetupReadResult parseSetup(const std::string& text, const std::string& fileName, Column& column,
                            Settings& settings);
 
-// WriteSetup: writes "CXsetup.cxd" into `folder`.  False when it cannot be written.
+// Reads and checks a setup file (at most kMaxSetupFileBytes, a regular file) into `column` and
+// `settings`, which are changed only when it reads whole; the message gives the system's reason
+// when the file cannot be read.
+SetupReadResult readSetupFile(const std::filesystem::path& file, Column& column,
+                              Settings& settings);
+
+// WriteSetup: writes "CXsetup.cxd" into `folder`.  False when it cannot be written;
+// WriteSetupFile gives the reason.
+WriteStatus WriteSetupFile(const std::filesystem::path& folder, const Column& column,
+                           const Settings& settings);
 bool WriteSetup(const std::filesystem::path& folder, const Column& column,
                 const Settings& settings);
 // ReadSetup: reads "CXsetup.cxd" of `folder`.  A missing file gives its message and dimensions

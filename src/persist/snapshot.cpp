@@ -51,7 +51,8 @@ std::string snapshotText(const Column& c) {
 
 bool WriteSnapshot(const std::filesystem::path& folder, const Column& column) {
   return writeFileAtomically(folder / (std::to_string(column.Iteration) + ".tab"),
-                             snapshotText(column));
+                             snapshotText(column))
+      .ok;
 }
 
 }  // namespace cx

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "base/vb.h"
+#include "base/text_format.h"
 
 namespace cx {
 namespace {
@@ -106,7 +107,59 @@ void TextReader::finishField() {
     consumeLineEnd();
 }
 
+void TextReader::checkRecordField(std::string_view field) {
+  if (recordLine_ == 0) return;
+  skipBlanks();
+  if (line_ != recordLine_ || (pos_ >= end_ && recordRead_ > 0))
+    fail(recordLine_, field,
+         std::string(pos_ >= end_ ? "unexpected end of file: " : "") + "the line ends after " +
+             std::to_string(recordRead_) + " of its " + std::to_string(recordFields_) +
+             " fields (" + recordWhat_ + ")");
+  ++recordRead_;
+}
+
+void TextReader::beginRecord(int fields, std::string what) {
+  skipBlanks();
+  if (pos_ >= end_) fail(line_, what, "unexpected end of file");
+  recordLine_ = line_;
+  recordFields_ = fields;
+  recordRead_ = 0;
+  recordWhat_ = std::move(what);
+}
+
+void TextReader::endRecord() {
+  const int line = recordLine_;
+  recordLine_ = 0;
+  // The last field consumed the line end, or the text ended with it.
+  if (line_ == line && pos_ < end_)
+    fail(line, recordWhat_,
+         "the line holds more than its " + std::to_string(recordFields_) + " fields, found '" +
+             excerpt(peekLine()) + "'");
+}
+
+namespace {
+std::string withoutBlanks(std::string_view s) {
+  std::string out;
+  for (char c : s)
+    if (!isBlank(c)) out += c;
+  return out;
+}
+}  // namespace
+
+void TextReader::expectLine(std::string_view expected, std::string_view field) {
+  const int lineNumber = line_;
+  if (pos_ >= end_) fail(line_, field, "unexpected end of file");
+  const std::string found = readLine(field);
+  if (withoutBlanks(found) == withoutBlanks(expected)) return;
+  fail(lineNumber, field,
+       expected.empty() ? "expected a blank line, found '" + excerpt(found) + "'"
+                        : "expected the line '" + excerpt(expected, 60) + "', found '" +
+                              (found.empty() ? std::string("a blank line") : excerpt(found)) +
+                              "'");
+}
+
 void TextReader::beginField(std::string_view field) {
+  checkRecordField(field);
   skipBlanks();
   if (pos_ >= end_) fail(line_, field, "unexpected end of file");
 }
@@ -145,7 +198,7 @@ double TextReader::parseNumber(std::string_view token, int lineNumber,
   while (!token.empty() && isBlank(token.back())) token.remove_suffix(1);
   if (token.empty()) return 0.0;  // an empty field reads as zero
   if (!wellFormedNumber(token))
-    fail(lineNumber, field, "expected a number, found '" + std::string(token) + "'");
+    fail(lineNumber, field, "expected a number, found '" + excerpt(token) + "'");
   // The library parser takes neither a leading '+' nor a 'D' exponent.
   std::string_view digits = token;
   if (digits.front() == '+') digits.remove_prefix(1);
@@ -156,7 +209,7 @@ double TextReader::parseNumber(std::string_view token, int lineNumber,
     for (char& c : copy)
       if (c == 'd' || c == 'D') c = 'E';
     const double v = std::strtod(copy.c_str(), nullptr);
-    if (std::isinf(v)) fail(lineNumber, field, "number out of range: '" + std::string(token) + "'");
+    if (std::isinf(v)) fail(lineNumber, field, "number out of range: '" + excerpt(token) + "'");
     return v;
   }
   for (std::size_t i = 0; i < digits.size(); ++i)
@@ -166,7 +219,7 @@ double TextReader::parseNumber(std::string_view token, int lineNumber,
   if (r.ec == std::errc::result_out_of_range) {
     // Too large is an error; too small underflows to zero or a denormal, as strtod gives it.
     v = std::strtod(buf.data(), nullptr);
-    if (std::isinf(v)) fail(lineNumber, field, "number out of range: '" + std::string(token) + "'");
+    if (std::isinf(v)) fail(lineNumber, field, "number out of range: '" + excerpt(token) + "'");
   }
   return v;
 }
@@ -183,19 +236,18 @@ int TextReader::readInt(std::string_view field) {
   const double v = parseNumber(token, lineNumber, field);
   const double r = std::nearbyint(v);
   if (!(r >= -2147483648.0 && r <= 2147483647.0))
-    fail(lineNumber, field, "whole number out of range: '" + std::string(token) + "'");
+    fail(lineNumber, field, "whole number out of range: '" + excerpt(token) + "'");
   return toInt(v);
 }
 
 bool TextReader::readBool(std::string_view field) {
   const int lineNumber = line_;
   const std::string token = trimBlanks(numericToken(field));
-  if (token.empty()) return false;
   if (equalsIgnoringCase(token, "true") || equalsIgnoringCase(token, "#true#")) return true;
   if (equalsIgnoringCase(token, "false") || equalsIgnoringCase(token, "#false#")) return false;
-  if (!wellFormedNumber(token))
-    fail(lineNumber, field, "expected True, False or a number, found '" + token + "'");
-  return parseNumber(token, lineNumber, field) != 0.0;
+  fail(lineNumber, field,
+       "expected True or False, found " +
+           (token.empty() ? std::string("an empty field") : "'" + excerpt(token) + "'"));
 }
 
 std::string TextReader::readString(std::string_view field) {

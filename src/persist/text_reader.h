@@ -15,9 +15,13 @@
 //    dropped and that separator consumed; otherwise it runs to a comma or line end and trailing
 //    blanks are trimmed.
 //  - A blank line is one empty field: a string reads "", a number 0, and the line is consumed.
-//  - A Boolean is "True"/"False" in any case ("#TRUE#"/"#FALSE#" too) or a number, non-zero
-//    meaning true; an empty field is false.
+//  - A Boolean is "True"/"False" in any case ("#TRUE#"/"#FALSE#" too).  A number or an empty
+//    field where a Boolean belongs is an error: it means the fields have slipped.
 //  - Reading past the end is an error "unexpected end of file" naming the field and the last line.
+//  - Records: between beginRecord(k) and endRecord() the fields must come from one line that holds
+//    exactly k of them, so that a missing or extra field is reported on its own line rather than
+//    wherever the slipped fields stop making sense.  Quoted text in messages is cut to a few dozen
+//    characters.
 //
 // Errors are InputError, whose message names the file, the 1-based line and the field:
 //   "CXsetup.cxd, line 12, field 'NumNodes': expected a number, found 'abc'"
@@ -49,6 +53,11 @@ class TextReader {
   std::string readString(std::string_view field);
   std::string readLine(std::string_view field);  // the rest of the current line (Line Input)
   void skipLine();                               // drops the rest of the line; nothing at end
+  // A line whose content, ignoring blanks and tabs, is `expected` (a blank line for "").
+  void expectLine(std::string_view expected, std::string_view field);
+  // The next `fields` reads make one line: see Records above.  `what` names the line's content.
+  void beginRecord(int fields, std::string what);
+  void endRecord();
   std::string_view peekLine() const;             // the rest of the current line, not consumed
   bool atEnd() const { return pos_ >= end_; }
   int line() const { return line_; }
@@ -61,6 +70,7 @@ class TextReader {
   double parseNumber(std::string_view token, int lineNumber, std::string_view field) const;
   [[noreturn]] void fail(int lineNumber, std::string_view field, std::string problem) const;
   void beginField(std::string_view field);  // skips blanks; the end of the text is an error
+  void checkRecordField(std::string_view field);  // within a record, the field is on its line
   void skipBlanks();
   bool atLineEnd() const { return pos_ >= end_ || text_[pos_] == '\r' || text_[pos_] == '\n'; }
   void consumeLineEnd();
@@ -72,6 +82,11 @@ class TextReader {
   std::size_t pos_ = 0;
   std::size_t end_ = 0;  // where the trailing line ends begin
   int line_ = 1;
+  // The open record: its line, its field count, the fields read so far and what it holds.
+  int recordLine_ = 0;
+  int recordFields_ = 0;
+  int recordRead_ = 0;
+  std::string recordWhat_;
 };
 
 }  // namespace cx

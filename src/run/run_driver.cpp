@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cfenv>
 #include <cmath>
+#include <optional>
 
 #include "base/text_format.h"
 #include "base/trap.h"
 #include "base/vb.h"
+#include "persist/files.h"
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "persist/snapshot.h"
@@ -145,9 +147,30 @@ class Driver {
       }
     } catch (const LeaveRun&) {
     }
+    // The operator's halt discards the iteration it interrupted: the column goes back to the
+    // last whole one.  (An abort chosen after a reported failure keeps the failed state.)
+    if (log_.HaltFlag && !log_.ErrorFlag && inIteration_ && lastWhole_) c_ = *lastWhole_;
+    saveLastWhole();
     outcome_.error = log_.ErrorFlag;
     outcome_.halted = log_.HaltFlag;
     return outcome_;
+  }
+
+  // Whatever way the run ends, the last whole iteration is in the output file, so that the
+  // iteration the run says it reached can be continued from.
+  void saveLastWhole() {
+    if (!lastWhole_ || lastWhole_->Iteration <= lastSaved_) return;
+    const bool halted = log_.HaltFlag;
+    log_.HaltFlag = false;  // the report of a failed write must not be taken for a halt
+    if (WriteIteration(ctx_.folder, *lastWhole_, /*startNewFile=*/false, log_)) {
+      lastSaved_ = lastWhole_->Iteration;
+      log_.append("  Saved iteration: " + std::to_string(lastSaved_));
+    } else {
+      outcome_.message = "The last iteration, " + std::to_string(lastWhole_->Iteration) +
+                         ", could not be saved; the output file ends at iteration " +
+                         std::to_string(lastSaved_) + ".";
+    }
+    log_.HaltFlag = log_.HaltFlag || halted;
   }
 
  private:
@@ -166,7 +189,7 @@ class Driver {
 
   // The check after a process: a turn, the halt, then the failure report.  A failed process
   // does not end the run: its failure is logged and the iteration goes on.
-  void commonCheck(const std::string& failureText, bool reportFailureBeforeHalt) {
+  void commonCheck(const std::string& failureText) {
     if (std::fetestexcept(kFpFaults)) {
       // No NaN or infinity may enter the column unreported.
       log_.ErrorFlag = true;
@@ -174,7 +197,12 @@ class Driver {
     }
     std::feclearexcept(FE_ALL_EXCEPT);
     turn();
-    if (log_.HaltFlag && !(reportFailureBeforeHalt && log_.ErrorFlag)) throw LeaveRun{};
+    // A halt that lands inside a process stops it part-way; what it reports then is the
+    // interruption, not a failure, and the interrupted iteration is discarded.
+    if (log_.HaltFlag) {
+      log_.ErrorFlag = false;
+      throw LeaveRun{};
+    }
     if (log_.ErrorFlag) {
       report(itr(c_) + failureText, log_.PauseOnError);
       if (log_.HaltFlag) throw LeaveRun{};
@@ -245,9 +273,11 @@ class Driver {
     // goes on from a state saved without trace elements carries zeros and says so.
     if (s_.run.chkSkipTrace == 0 && !c_.InitialNeeded && !anyTraceContent(c_))
       port_.appendEvent(kNoTraceContentNote);
-    if (!WriteSetup(ctx_.folder, c_, s_))
-      stopWithMessage("The setup file could not be written in " + ctx_.folder.string() +
-                      "\n    .....aborting execution.");
+    // A fresh start replaces the working copy of the setup only once its initial state is
+    // found, together with the output file: a setup that cannot start leaves the folder's
+    // setup and history as they were.
+    const bool fresh = c_.InitialNeeded || c_.NodesAtInitial != c_.NumNodes;
+    if (!fresh) writeSetupOrStop();
 
     c_.DeltaT = 0.0;
     c_.FLiqMin2 = s_.misc(misc::kInitialLiquidFraction);
@@ -280,8 +310,12 @@ class Driver {
       // Continue the previous run from the state in memory.
       log_.open(ctx_.folder, /*forAppend=*/true);
     } else {
+      c_.EqCount = 0;
       runProcess(ctx_.processes.FindInitial, "the initial state");
-      if (log_.HaltFlag && !log_.ErrorFlag) throw LeaveRun{};
+      if (log_.HaltFlag) {
+        log_.ErrorFlag = false;  // the search was interrupted, not failed
+        throw LeaveRun{};
+      }
       if (log_.ErrorFlag) {
         port_.setStatus("Problem finding initial assemblage!!!");
         outcome_.message = "Problem finding initial assemblage!!!";
@@ -289,6 +323,7 @@ class Driver {
       }
       if (s_.optionBottomAccum) FindPileTop(c_, s_, port_);
       c_.BottomNode = 1;
+      writeSetupOrStop();
       log_.open(ctx_.folder, /*forAppend=*/false);
       if (!WriteIteration(ctx_.folder, c_, /*startNewFile=*/true, log_)) throw LeaveRun{};
       if (c_.FindInitialOnly) {
@@ -304,7 +339,19 @@ class Driver {
       c_.Vliquid(i) = c_.Vsolid(i) = 0.0;
     }
     c_.BottomNode = 1;
-    nextSave_ = toInt16(c_.Iteration + s_.misc(misc::kSaveInterval));
+    // Saves fall on multiples of the save interval, also when the run goes on from an iteration
+    // saved at a halt or at the end of an earlier call.
+    const int interval = toInt16(s_.misc(misc::kSaveInterval));
+    nextSave_ = interval > 0 ? (c_.Iteration / interval + 1) * interval
+                             : toInt16(c_.Iteration + s_.misc(misc::kSaveInterval));
+    lastSaved_ = c_.Iteration;  // the state the run starts from is in the file
+    lastWhole_ = c_;  // a halt in the first iteration goes back to this state
+  }
+
+  void writeSetupOrStop() {
+    if (const WriteStatus w = WriteSetupFile(ctx_.folder, c_, s_); !w)
+      stopWithMessage("The setup file could not be written in " + ctx_.folder.string() + ": " +
+                      w.reason + "\n    .....aborting execution.");
   }
 
   // --- The time step ----------------------------------------------------------------------
@@ -337,7 +384,7 @@ class Driver {
             "calculation!");
     } else {
       runProcess(ctx_.processes.CompactPile, "compaction of the crystal pile");
-      commonCheck("", false);
+      commonCheck("");
       for (int i = c_.BottomNode; i <= c_.TopNode; ++i)
         maxV = std::max({maxV, std::fabs(c_.Vliquid(i)), std::fabs(c_.Vsolid(i))});
     }
@@ -367,6 +414,7 @@ class Driver {
     turn();
     if (log_.HaltFlag || log_.ErrorFlag) throw LeaveRun{};
     c_.Iteration = toInt16(c_.Iteration + 1.0);  // the counter is 16 bits wide
+    inIteration_ = true;
     log_.append("Begin iteration: " + std::to_string(c_.Iteration));
     const int shownSave = c_.Iteration <= 5 ? c_.Iteration : nextSave_;
     port_.setLabel("lblIteration", std::to_string(c_.Iteration) + "/" + std::to_string(shownSave));
@@ -395,7 +443,7 @@ class Driver {
         showVwater(1e-5);
       }
       runProcess(ctx_.processes.Advect, "mass advection");
-      commonCheck("  - Error in Advection subroutine", false);
+      commonCheck("  - Error in Advection subroutine");
     }
     port_.setLabel("lblPileTop", formatNumber(c_.PileTop / 100.0, "fixed"));
     port_.setLabel("lblTopNode", std::to_string(c_.TopNode));
@@ -406,14 +454,14 @@ class Driver {
 
     if (s_.run.chkSkipMassDiffusion == 0) {
       runProcess(ctx_.processes.MassDiffusion, "liquid mass diffusion");
-      commonCheck("  - Error in Mass Diffusion subroutine", false);
+      commonCheck("  - Error in Mass Diffusion subroutine");
       port_.plotResults();
     }
     if (s_.run.chkSkipTDiffusion == 0) {
       Array1<double> oldT(1, c_.NumNodes);
       for (int i = 1; i <= c_.NumNodes; ++i) oldT(i) = c_.Temp(i);
       runProcess(ctx_.processes.TDiffusion, "thermal diffusion");
-      commonCheck("  - Error in Thermal Diffusion subroutine.", true);
+      commonCheck("  - Error in Thermal Diffusion subroutine.");
       // The nodes' own state is entropy: the temperature change becomes an entropy change,
       // dS = Cp dT / T integrated, the same increment for the node, its liquid, its solids and
       // its gas, all with the bulk heat capacity.
@@ -438,37 +486,43 @@ class Driver {
     PGradient(c_);
     if (s_.optionMix && !s_.OptionDrip && c_.TopNode < c_.NumNodes) {
       runProcess(ctx_.processes.MixMagma, "magma mixing");
-      commonCheck("  - Error in MixMagma subroutine.", true);
+      commonCheck("  - Error in MixMagma subroutine.");
       port_.plotResults();
       PGradient(c_);
     }
-    ++eqCount_;
-    if (eqCount_ >= s_.misc(misc::kEquilibrationEvery) && s_.run.chkSkipEquilibration == 0) {
-      eqCount_ = 0;
+    ++c_.EqCount;
+    if (c_.EqCount >= s_.misc(misc::kEquilibrationEvery) && s_.run.chkSkipEquilibration == 0) {
+      c_.EqCount = 0;
       runProcess(ctx_.processes.Equilibrate, "equilibration");
-      commonCheck("  - Error in Equilibrate subroutine.", true);
+      commonCheck("  - Error in Equilibrate subroutine.");
     }
     if (s_.run.chkSkipTrace == 0) {
       runProcess(ctx_.processes.UpdateBulk, "bulk bookkeeping");
       runProcess(ctx_.processes.UpdateTrace, "trace elements");
-      commonCheck("  - Error in UpdateTrace subroutine.", true);
+      commonCheck("  - Error in UpdateTrace subroutine.");
     }
     port_.plotResults();
 
     // The first five iterations are always saved.
     if (c_.Iteration >= nextSave_ || c_.Iteration <= 5) {
       if (!WriteIteration(ctx_.folder, c_, /*startNewFile=*/false, log_)) throw LeaveRun{};
+      lastSaved_ = c_.Iteration;
       port_.setLabel("txtbxLoadIteration", std::to_string(c_.Iteration));
       log_.append("  Saved iteration: " + std::to_string(c_.Iteration));
-      turn();
-      if (log_.HaltFlag) throw LeaveRun{};
-      port_.plotResults();
       if (c_.Iteration >= nextSave_) nextSave_ = toInt16(nextSave_ + s_.misc(misc::kSaveInterval));
     }
     if (c_.SnapShotRequested) {
       WriteSnapshot(ctx_.folder, c_);
       report("Snapshot saved as file: " + std::to_string(c_.Iteration) + ".tab", false);
       c_.SnapShotRequested = false;
+    }
+    // The iteration is whole: a halt from here on keeps it.
+    inIteration_ = false;
+    lastWhole_ = c_;
+    if (c_.Iteration == lastSaved_) {
+      turn();
+      if (log_.HaltFlag) throw LeaveRun{};
+      port_.plotResults();
     }
   }
 
@@ -503,7 +557,9 @@ class Driver {
   Port& port_;
   RunOutcome outcome_;
   int nextSave_ = 0;
-  int eqCount_ = 0;
+  int lastSaved_ = 0;               // the iteration of the last block in the output file
+  bool inIteration_ = false;        // an iteration has begun and not yet ended
+  std::optional<Column> lastWhole_; // the column at the end of the last whole iteration
 };
 
 }  // namespace
