@@ -122,7 +122,14 @@ MainWindow::MainWindow(const WindowOptions& options, QWidget* parent)
   connect(port_, &GuiPort::labelChanged, this, &MainWindow::onLabel);
   connect(port_, &GuiPort::eventAppended, this, &MainWindow::onEvent);
   connect(port_, &GuiPort::resultsReady, this, &MainWindow::onResults);
-  connect(port_, &GuiPort::progressReady, this, &MainWindow::onProgress);
+  // The minimizer reports many times a second; the display follows at most 25 times a second
+  // and always shows the latest report.
+  progressTimer_.setSingleShot(true);
+  progressTimer_.setInterval(40);
+  connect(&progressTimer_, &QTimer::timeout, this, &MainWindow::onProgress);
+  connect(port_, &GuiPort::progressReady, this, [this] {
+    if (!progressTimer_.isActive()) progressTimer_.start();
+  });
 
   buildCommands();
   buildMenus();
@@ -444,7 +451,9 @@ void MainWindow::onLabel(const QString& name, const QString& text) {
     loadIteration_->setText(text);
     return;
   }
-  if (auto* l = findChild<QLabel*>(name)) l->setText(text);
+  auto it = labels_.find(name);
+  if (it == labels_.end()) it = labels_.emplace(name, findChild<QLabel*>(name)).first;
+  if (it->second != nullptr) it->second->setText(text);
 }
 
 QString MainWindow::labelText(const QString& name) const {

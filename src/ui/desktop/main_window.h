@@ -15,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QThread>
+#include <QTimer>
 #include <QVector>
 #include <array>
 #include <filesystem>
@@ -175,6 +176,8 @@ class MainWindow : public QMainWindow {
   QMenu* optionsMenu_ = nullptr;
   QPointer<ExcludeDialog> exclude_;
   QPointer<OptionsDialog> options_;
+  QTimer progressTimer_;
+  std::map<QString, QLabel*> labels_;  // the display fields by control name
   int tick_ = 0;
 };
 
