@@ -52,6 +52,8 @@ int main(int argc, char** argv) {
   const QString shot = parser.value(shotOption);
   options.dialogs = shot.isEmpty();
   cx::desktop::MainWindow window(options);
+  // The picture shows the window filling the screen.
+  if (!shot.isEmpty()) window.setGeometry(QGuiApplication::primaryScreen()->availableGeometry());
   window.show();
 
   bool ok = true;
