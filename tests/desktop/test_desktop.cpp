@@ -94,10 +94,33 @@ void TestDesktop::sessionOfThePetrologist() {
   QCOMPARE(w.statusText(), QString());
   QCOMPARE(w.moduleText(), QString("Idle"));
 
-  // Three iterations.
+  // Three iterations, with a snapshot asked for while the second goes: it is written at the
+  // end of the iteration in hand when the run took the request, once.
   w.setIterationLimit(3);
+  bool snapshotAsked = false;
+  // The user's click, made while the run is at a turn of iteration 2.
+  w.port().setTurnObserver([&](int iteration) {
+    if (snapshotAsked || iteration != 2) return;
+    snapshotAsked = true;
+    QMetaObject::invokeMethod(
+        &w,
+        [&] {
+          s.answer = true;
+          w.command("cmdSnapShot")->trigger();
+          s.answer = false;
+          QVERIFY(!w.command("cmdSnapShot")->isEnabled());
+        },
+        Qt::BlockingQueuedConnection);
+  });
   w.command("CmdStart")->trigger();
   QVERIFY(waitForJob(w));
+  w.port().setTurnObserver({});
+  QVERIFY(snapshotAsked);
+  QVERIFY(s.questions.contains(
+      "Save a snap shot of the state of\n  the system at end end of current iteration?"));
+  QVERIFY(fs::exists(s.folder() / "2.tab"));
+  QVERIFY(!fs::exists(s.folder() / "1.tab") && !fs::exists(s.folder() / "3.tab"));
+  QVERIFY(w.eventsText().contains("Snapshot saved as file: 2.tab"));
   QCOMPARE(listIterations(s.output()), std::vector<int>({0, 1, 2, 3}));
   const Column& c = w.column();
   QCOMPARE(c.Iteration, 3);
@@ -117,27 +140,25 @@ void TestDesktop::sessionOfThePetrologist() {
     }
   }
 
-  // A halt during the fourth iteration, pressed while the run is at a turn of that iteration:
-  // the run stops there and the output file ends on the whole block of iteration 3.
+  // A halt during the fourth iteration, clicked while the run is at a turn of that iteration:
+  // the run stops at that turn, and the output file ends on the whole block of iteration 3.
   w.setIterationLimit(-1);
   bool halted = false;
-  QObject::connect(&w.port(), &GuiPort::labelChanged, &w,
-                   [&](const QString& name, const QString& text) {
-                     if (!halted && name == "lblIteration" && text.startsWith("4/")) {
-                       halted = true;
-                       w.command("cmdHalt")->trigger();
-                     }
-                   });
+  w.port().setTurnObserver([&](int iteration) {
+    if (halted || iteration != 4) return;
+    halted = true;
+    QMetaObject::invokeMethod(
+        &w, [&] { w.command("cmdHalt")->trigger(); }, Qt::BlockingQueuedConnection);
+  });
   w.command("CmdStart")->trigger();
   QVERIFY(waitForJob(w));
+  w.port().setTurnObserver({});
   QVERIFY(halted);
   const std::string out = s.output();
-  const auto saved = listIterations(out);
-  QVERIFY(saved.size() >= 4 && saved.back() >= 3);
-  QVERIFY(w.column().Iteration >= 4);
-  QCOMPARE(saved.back(), lastCompleteIteration(out, "CXoutput.txt", w.column()));
-  // The run ends at the first turn after the halt: at most the iteration in hand is finished.
-  QVERIFY(w.column().Iteration - saved.back() <= 1);
+  QCOMPARE(listIterations(out), std::vector<int>({0, 1, 2, 3}));
+  QCOMPARE(lastCompleteIteration(out, "CXoutput.txt", w.column()), 3);
+  QVERIFY(out.size() >= 2 && out.substr(out.size() - 2) == "\r\n");
+  QCOMPARE(w.column().Iteration, 4);
   QCOMPARE(w.statusText(), QString("Calculation Aborted."));
   QVERIFY(!w.command("CmdStart")->isEnabled());  // after a halt until another command
 

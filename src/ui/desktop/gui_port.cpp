@@ -79,6 +79,7 @@ bool GuiPort::askYesNo(std::string_view question) {
 
 void GuiPort::doEvents() {
   // The turn of the interface: the window's requests reach the run here and only here.
+  if (turnObserver_ && column_ != nullptr) turnObserver_(column_->Iteration);
   if (haltRequested_.load() && haltFlag_ != nullptr) *haltFlag_ = true;
   if (snapshotRequested_.exchange(false) && column_ != nullptr) column_->SnapShotRequested = true;
 }

@@ -56,6 +56,11 @@ class GuiPort : public QObject, public Port {
   // Forgets the requests of a job that ended.
   void clearRequests();
   bool haltRequested() const { return haltRequested_.load(); }
+  // Called on the worker thread at each turn, with the iteration in hand, before the window's
+  // requests are taken: lets a test act exactly when the run is at a turn of a given iteration.
+  void setTurnObserver(std::function<void(int iteration)> observer) {
+    turnObserver_ = std::move(observer);
+  }
 
   // The latest copy of the column handed over, or null when nothing new came.
   std::shared_ptr<const Column> takeResults();
@@ -96,6 +101,7 @@ class GuiPort : public QObject, public Port {
 
   std::function<bool(const QString&)> asker_;
   std::function<void(const QString&)> teller_;
+  std::function<void(int)> turnObserver_;
 };
 
 }  // namespace cx::desktop
