@@ -69,6 +69,7 @@ class TestDesktop : public QObject {
  private slots:
   void sessionOfThePetrologist();
   void sameOutputAsTheCommandLine();
+  void badSetupFileChangesNothing();
   void exclusionsStayExclusive();
   void activityOptions();
   void progressDisplay();
@@ -210,6 +211,32 @@ void TestDesktop::sameOutputAsTheCommandLine() {
   QVERIFY2(gui == line, "the two output files differ");
   QCOMPARE(fileText(s.folder() / "CXsetup.cxd"),
            fileText(fs::path(cliDir.path().toStdString()) / "CXsetup.cxd"));
+}
+
+// A setup file that does not read is refused with a message naming it; the column, the working
+// copy and the title stay as they were.
+void TestDesktop::badSetupFileChangesNothing() {
+  Session s;
+  MainWindow& w = *s.window;
+  const std::string workingCopy = fileText(s.folder() / "CXsetup.cxd");
+  const int nodes = w.column().NumNodes;
+  const QString title = w.windowTitle();
+  const QString bad = s.dir.filePath("broken.cxd");
+  QVERIFY(writeFileAtomically(bad.toStdString(), "Data from reaction-transport program\r\nTrue, "
+                                                 "False\r\nnot a number\r\n"));
+  w.openSetupFile(bad);
+  QCOMPARE(s.messages.size(), 1);
+  QVERIFY(s.messages.first().contains("broken.cxd"));
+  QCOMPARE(w.column().NumNodes, nodes);
+  QCOMPARE(fileText(s.folder() / "CXsetup.cxd"), workingCopy);
+  QCOMPARE(w.windowTitle(), title);
+  // A good one opens, names the title and rewrites the working copy.
+  const QString good = s.dir.filePath("column.cxd");
+  QVERIFY(writeFileAtomically(good.toStdString(), workingCopy));
+  w.openSetupFile(good);
+  QCOMPARE(s.messages.size(), 1);
+  QVERIFY(w.windowTitle().contains("[column.cxd]"));
+  QVERIFY(w.command("CmdStart")->isEnabled());
 }
 
 void TestDesktop::exclusionsStayExclusive() {

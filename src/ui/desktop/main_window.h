@@ -80,6 +80,8 @@ class MainWindow : public QMainWindow {
   ExcludeDialog& excludeDialog();
   OptionsDialog& optionsDialog();
   QLineEdit* loadIterationField() const { return loadIteration_; }
+  // Opens a setup file (mnuOpen after its dialog); a bad file leaves everything as it was.
+  void openSetupFile(const QString& file);
   // Prints the four graphs to a PDF file (the print command's painting); false on failure.
   bool exportPdf(const QString& file);
   // Times the redraw of the four graphs from the latest column, ms (for the benchmark).
@@ -118,7 +120,6 @@ class MainWindow : public QMainWindow {
   void mnuWorkingFolder();
   void mnuHelp();
   void mnuAbout();
-  void openSetupFile(const QString& file);
 
   // --- State -------------------------------------------------------------------------------
   void startup(const std::filesystem::path& setup);
