@@ -69,6 +69,7 @@ class TestDesktop : public QObject {
  private slots:
   void sessionOfThePetrologist();
   void sameOutputAsTheCommandLine();
+  void closingDuringARunHaltsItFirst();
   void badSetupFileChangesNothing();
   void exclusionsStayExclusive();
   void activityOptions();
@@ -211,6 +212,25 @@ void TestDesktop::sameOutputAsTheCommandLine() {
   QVERIFY2(gui == line, "the two output files differ");
   QCOMPARE(fileText(s.folder() / "CXsetup.cxd"),
            fileText(fs::path(cliDir.path().toStdString()) / "CXsetup.cxd"));
+}
+
+// Closing the window while a run goes halts the run at its next turn and closes afterwards: the
+// output file keeps whole blocks.
+void TestDesktop::closingDuringARunHaltsItFirst() {
+  Session s;
+  MainWindow& w = *s.window;
+  w.show();
+  w.command("CmdStart")->trigger();
+  QVERIFY(w.busy());
+  w.close();
+  QVERIFY(w.isVisible());  // still open while the run ends
+  QVERIFY(waitForJob(w));
+  QVERIFY(!w.isVisible());
+  const std::string out = s.output();
+  if (!out.empty()) {
+    const auto saved = listIterations(out);
+    QCOMPARE(lastCompleteIteration(out, "CXoutput.txt", w.column()), saved.back());
+  }
 }
 
 // A setup file that does not read is refused with a message naming it; the column, the working

@@ -173,7 +173,11 @@ MainWindow::~MainWindow() {
     port_->setAsker([](const QString&) { return false; });
     port_->setTeller([](const QString&) {});
     port_->requestHalt();
-    while (!worker_->wait(20)) QCoreApplication::processEvents();
+    // The events let a question the run is waiting on be answered; the job's end may be
+    // handled among them (and the thread deleted there).
+    while (worker_ != nullptr && !worker_->wait(20)) QCoreApplication::processEvents();
+    delete worker_;
+    worker_ = nullptr;
   }
 }
 
