@@ -61,6 +61,19 @@ void BM_PlotResultsRedraw300Nodes(benchmark::State& state) {
 }
 BENCHMARK(BM_PlotResultsRedraw300Nodes)->Unit(benchmark::kMillisecond);
 
+// What a PlotResults costs the run itself: the copy of a 300-node column it hands over.
+void BM_HandOverColumn300Nodes(benchmark::State& state) {
+  QTemporaryDir dir;
+  auto w = makeWindow(dir);
+  fillColumn(w->column(), w->settings());
+  QCoreApplication::processEvents();
+  for (auto _ : state) {
+    w->port().plotResults();
+    benchmark::DoNotOptimize(w->port().takeResults());
+  }
+}
+BENCHMARK(BM_HandOverColumn300Nodes)->Unit(benchmark::kMillisecond);
+
 constexpr int kRunIterations = 10;
 
 // The default column for ten iterations, as `cumulex run` calls it.
