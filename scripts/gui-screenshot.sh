@@ -4,7 +4,7 @@
 # run has ended.  Needs the release build (./test.sh or scripts/build.sh build/release).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-out=$(realpath -m "${1:-$root/docs/cumulex-gui.png}")
+out=$(realpath -m "${1:-cumulex-gui.png}")
 iterations=${2:-5}
 gui="$root/build/release/cumulex-gui"
 [ -x "$gui" ] || gui="$root/build/rel/cumulex-gui"
