@@ -186,6 +186,15 @@ void TestDesktop::sessionOfThePetrologist() {
   QCOMPARE(w.filmFrames(), QVector<int>({0, 1, 2}));
   QCOMPARE(w.graph(1)->canvas()->column()->Iteration, 2);
 
+  // The graph read-out: the column stands upright, the top of the picture is the top node.
+  w.show();
+  GraphCanvas* canvas = w.graph(1)->canvas();
+  QVERIFY(QTest::qWaitForWindowExposed(&w));
+  QTest::mouseMove(canvas, QPoint(canvas->width() / 2, canvas->height() / 2));
+  QTRY_VERIFY(w.findChild<QLabel*>("lblGraphPointer")->text().startsWith("Node: 10  X: "));
+  QTest::mouseMove(canvas, QPoint(canvas->width() / 2, 0));
+  QTRY_VERIFY(w.findChild<QLabel*>("lblGraphPointer")->text().startsWith("Node: 20  X: "));
+
   // The print painting reaches a PDF file.
   const QString pdf = s.dir.filePath("graphs.pdf");
   QVERIFY(w.exportPdf(pdf));

@@ -27,7 +27,8 @@ bool graphPointAt(const QRect& rect, const Column& column, const GraphChoice&, c
   if (node < 1) node = 1;
   if (node > column.NumNodes) node = column.NumNodes;
   y = (rect.bottom() - at.y()) / double(rect.height()) * n * column.DeltaX;
-  x = 0.0;
+  // The value under the pointer needs the value axis of the drawn graph.
+  x = std::nan("");
   return true;
 }
 

@@ -24,6 +24,8 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include <cmath>
+
 #include "base/text_format.h"
 #include "persist/default_setup.h"
 #include "persist/files.h"
@@ -345,7 +347,8 @@ QWidget* MainWindow::buildGraphs() {
     graphs_[k] = new GraphPanel(k, area);
     grid->addWidget(graphs_[k], (k - 1) / 2, (k - 1) % 2);
     connect(graphs_[k], &GraphPanel::pointerMoved, this, [this](int node, double x, double y) {
-      pointer_->setText("Node: " + QString::number(node) + "  X: " + q(formatNumber(x, "fixed")) +
+      pointer_->setText("Node: " + QString::number(node) + "  X: " +
+                        (std::isfinite(x) ? q(formatNumber(x, "fixed")) : QString("-")) +
                         "  Y: " + q(formatNumber(y, "fixed")));
     });
   }
