@@ -7,6 +7,8 @@
 function(cumulex_layer folder)
   cmake_parse_arguments(L "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.cpp)
+  # src/ui/desktop is the Qt desktop library, built on its own when Qt is enabled.
+  list(FILTER sources EXCLUDE REGEX "/src/ui/desktop/")
   set(target cumulex_${folder})
   add_library(${target} STATIC ${sources})
   set(view ${PROJECT_BINARY_DIR}/layers/${folder})

@@ -3,7 +3,8 @@
 set -euo pipefail
 # clang and its compiler-rt build the libFuzzer harnesses of the readers (scripts/fuzz.sh).
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
-          libeigen3-dev liblapack-dev clang libclang-rt-14-dev)
+          libeigen3-dev liblapack-dev clang libclang-rt-14-dev
+          qt6-base-dev qt6-svg-dev xvfb xauth)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,0 +1,80 @@
+// cumulex-gui: the desktop program.
+//
+//   cumulex-gui [SETUP.cxd] [--dir FOLDER] [--start] [--iterations N] [--screenshot FILE.png]
+//
+// The working folder (where CXsetup.cxd, CXoutput.txt and CXlog.txt live) is --dir, else the one
+// used last, else "Cumulex" in the user's documents.  --start starts a run at once, --iterations
+// stops each start after N iterations, and --screenshot saves a picture of the screen once the
+// first run has ended and quits (for the documentation and for checks under a virtual display).
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QScreen>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+#include <iostream>
+
+#include "ui/desktop/main_window.h"
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setOrganizationName("Cumulex");
+  QApplication::setApplicationName("cumulex-gui");
+  QApplication::setApplicationVersion(cx::desktop::kVersion);
+
+  QCommandLineParser parser;
+  parser.setApplicationDescription("Cumulex: a crystallizing magma column");
+  parser.addHelpOption();
+  parser.addVersionOption();
+  QCommandLineOption dirOption("dir", "The working folder.", "folder");
+  QCommandLineOption startOption("start", "Start a run at once.");
+  QCommandLineOption iterationsOption("iterations", "Stop each run after N iterations.", "N");
+  QCommandLineOption shotOption("screenshot", "Save the screen after the first run and quit.",
+                                "file");
+  parser.addOptions({dirOption, startOption, iterationsOption, shotOption});
+  parser.addPositionalArgument("setup", "A setup file (.cxd) to open.", "[SETUP.cxd]");
+  parser.process(app);
+
+  QString folder = parser.value(dirOption);
+  if (folder.isEmpty()) folder = QSettings().value("folders/working").toString();
+  if (folder.isEmpty())
+    folder = QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
+                 .filePath("Cumulex");
+  folder = QDir(folder).absolutePath();
+  QSettings().setValue("folders/working", folder);
+
+  cx::desktop::WindowOptions options;
+  options.folder = folder.toStdString();
+  if (!parser.positionalArguments().isEmpty())
+    options.setup = QDir::current().absoluteFilePath(parser.positionalArguments().first())
+                        .toStdString();
+  const QString shot = parser.value(shotOption);
+  options.dialogs = shot.isEmpty();
+  cx::desktop::MainWindow window(options);
+  // The picture shows the window filling the screen.
+  if (!shot.isEmpty()) window.setGeometry(QGuiApplication::primaryScreen()->availableGeometry());
+  window.show();
+
+  bool ok = true;
+  const int iterations = parser.value(iterationsOption).toInt(&ok);
+  if (parser.isSet(iterationsOption)) {
+    if (!ok || iterations < 1) {
+      std::cerr << "cumulex-gui: --iterations takes a whole number of at least 1\n";
+      return 2;
+    }
+    window.setIterationLimit(iterations);
+  }
+  if (parser.isSet(startOption) || !shot.isEmpty())
+    QTimer::singleShot(200, &window, [&window] { window.command("CmdStart")->trigger(); });
+  if (!shot.isEmpty()) {
+    QObject::connect(&window, &cx::desktop::MainWindow::jobFinished, &window, [&window, shot] {
+      QTimer::singleShot(500, &window, [shot] {
+        const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0);
+        if (!picture.save(shot)) std::cerr << "cumulex-gui: cannot write " << shot.toStdString() << '\n';
+        QApplication::exit(picture.isNull() ? 1 : 0);
+      });
+    });
+  }
+  return app.exec();
+}
