@@ -107,6 +107,24 @@ int equilibrateCommand(const EquilibrateOptions& o) {
   T = res.T;
   P = res.P;
 
+  // A solve that is not an equilibrium has no amounts worth printing: the message alone (its
+  // state may hold negative or runaway masses that would read like an answer).
+  if (!res.converged) {
+    if (o.json) {
+      JsonWriter w(std::cout);
+      w.beginObject();
+      w.value("T_C", T - kKelvinOffset);
+      w.value("P_bar", P);
+      w.value("converged", false);
+      w.value("message", res.message);
+      w.endObject();
+    }
+    std::cerr << "cumulex equilibrate: " << res.message << '\n';
+    for (const auto& r : diag.reports)
+      if (r != res.message) std::cerr << "  " << r << '\n';
+    return 1;
+  }
+
   // The liquid: its mass, oxides and oxygen fugacity.
   Array1<double> liq(1, kLiquidComponents), liqWt(1, thermo_data::kNumOxides);
   double liqMass = 0.0;
@@ -204,12 +222,6 @@ int equilibrateCommand(const EquilibrateOptions& o) {
                 st.Ssystem, st.Vsystem, st.CpSystem);
     std::printf("Iterations: %d inner, %d reviews, %d secant passes\n", res.counters.innerSteps,
                 res.counters.reviews, res.counters.outerPasses);
-  }
-  if (!res.converged) {
-    std::cerr << "cumulex equilibrate: " << res.message << '\n';
-    for (const auto& r : diag.reports)
-      if (r != res.message) std::cerr << "  " << r << '\n';
-    return 1;
   }
   return 0;
 }

@@ -188,6 +188,15 @@ double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double
 void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, double& P,
                       int& ErrFlag);
 
+// --- the check of a result --------------------------------------------------------------
+
+// Why the state in `st` is not an equilibrium at T, P, or empty when it is one: its amounts
+// (no negative liquid component, no listed phase of negative or zero amount), mass balance with
+// BulkMoles, every listed phase within kResultAffinityLimit of saturation and no absent phase
+// that may precipitate oversaturated, by the saturation state of the returned liquid evaluated
+// afresh.  Leaves the model's liquid and saturation state at the result.
+std::string equilibriumFault(MinimizerContext& ctx, const MinimizerState& st, double T, double P);
+
 // --- the result for front ends -----------------------------------------------------------
 
 struct MinimizerResult {
