@@ -95,6 +95,30 @@ std::string equilibriumFault(MinimizerContext& ctx, const MinimizerState& st, do
       return "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
              ", affinity " + joules(a);
   }
+  // Each listed solution at its own composition on the tangent plane too: its endmembers'
+  // potentials there against the liquid's, weighted by their fractions.  (The saturation
+  // composition can be on the plane while the moles the state holds have another composition,
+  // which mass balance then carries.)
+  c = kN;
+  for (int k = 1; k <= st.PhaseCount; ++k) {
+    const int id = st.Phaselist(k);
+    const int n = act.PhaseEndCount(id);
+    if (minimizer::potentialsAtState(ctx, id, st.Xstable, c, T, P)) {
+      double moles = 0.0, off = 0.0;
+      for (int j = 1; j <= n; ++j)
+        if (sat.PhaseX(id, j) != 0.0) moles += st.Xstable(c + j);
+      for (int j = 1; j <= n; ++j) {
+        if (sat.PhaseX(id, j) == 0.0) continue;
+        double muLiquid = 0.0;
+        for (int i = 1; i <= kN; ++i) muLiquid += m.phases.PhaseStoich(id, j, i) * m.MuLiq(i);
+        off += st.Xstable(c + j) / moles * std::fabs(ctx.g(j) - muLiquid);
+      }
+      if (!(off <= equilibrium::kResultAffinityLimit))
+        return "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
+               " (at the composition it holds), " + joules(off) + " off the liquid";
+    }
+    c += n;
+  }
   for (int id = 1; id <= kPhases; ++id) {
     if (listed(id) || sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)))
       continue;

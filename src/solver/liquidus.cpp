@@ -164,13 +164,16 @@ bool liquidAt(EquilibriumModel& m, double T, double P) {
 }
 
 // The search: the lowest solid affinity f(T) is positive above the liquidus and negative below
-// it.  It is bracketed by steps of kBracketStep from the start (doubling), then the bracket is
+// it.  It is bracketed by even steps of kBracketStep from the start, so that the crossing found
+// is the one nearest the start (a phase whose affinity turns negative again far above the
+// liquidus, as the pure sanidine does in some liquids above 1450 °C, is not reached by a walk
+// from below the liquidus that stops at the first crossing), then the bracket is
 // closed by regula falsi with the Illinois correction (each side halved when it stays) until f
 // is within 1 J of zero.  f is continuous in T (the least of continuous functions) but its
 // slope jumps where the leading phase changes, which the bracket survives where a derivative-
 // based walk would not.
 constexpr double kBracketStep = 25.0;  // K
-constexpr int kMaxBracketSteps = 40;
+constexpr int kMaxBracketSteps = 80;  // 2000 K
 constexpr int kMaxClosingSteps = 80;
 
 void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, double& T, double P,
@@ -233,7 +236,7 @@ void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, doubl
   const double scale = std::floor(progressTerm(fT));
   // Bracket: hi above the liquidus (f > 0), lo below it (f <= 0).
   double hi = T, lo = T, fHi = fT, fLo = fT;
-  double step = kBracketStep;
+  const double step = kBracketStep;
   bool bracketed = false;
   for (int k = 0; k < kMaxBracketSteps && !diag.HaltFlag; ++k) {
     if (fT > 0.0) {  // above the liquidus: go down
@@ -263,7 +266,6 @@ void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, doubl
     }
     fT = fNew;
     if (T <= kLowerT || T >= kUpperT) break;
-    step *= 2.0;
   }
   if (diag.HaltFlag) {
     abort("halted");

@@ -87,6 +87,33 @@ struct Run {
     note("Make_Gv");
   }
 
+  // Turns the quadratic program built at X into the Newton step's: each phase's block (the
+  // Hessian of one mole of the phase) becomes the Hessian of the moles the phase holds, that is
+  // divided by those moles, and the linear term becomes Gv - Hess X.  The program's solution is
+  // then X plus the Newton step, whose fixed point has every listed endmember's potential equal
+  // to the liquid's (zero affinity) whatever the accuracy of the Hessian; with the linear term
+  // Gv alone the fixed point was off by Hess X (up to tens of J for a spinel).
+  void newtonForm(const Array1<double>& X) {
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= kPhases) continue;
+      const int n = endCount(id);
+      double moles = 0.0;
+      for (int j = 1; j <= n; ++j) moles += X(c + j);
+      const double scale = 1.0 / std::max(moles, kSolidFloor);
+      for (int a = 1; a <= n; ++a)
+        for (int b = 1; b <= n; ++b) ctx.Hess(c + a, c + b) *= scale;
+      c += n;
+    }
+    for (int i = 1; i <= Ncomp; ++i) {
+      double hx = 0.0;
+      for (int j = 1; j <= Ncomp; ++j) hx += ctx.Hess(i, j) * X(j);
+      ctx.trial(i) = hx;
+    }
+    for (int i = 1; i <= Ncomp; ++i) ctx.Gv(i) -= ctx.trial(i);
+  }
+
   // Nhat = Xold + (Xstable - Xold) * s with the clamp rule given.
   void formNhat(double s, Clamp rule, bool sumG) {
     const Array1<double>& Xold = ctx.Xold;
@@ -153,6 +180,20 @@ struct Run {
     if (n == 0) return;
     for (int i = s; i <= Ncomp - n; ++i) X(i) = X(i + n);
     for (int i = Ncomp - n + 1; i <= Ncomp; ++i) X(i) = 0.0;
+  }
+
+  // Adds the moles of the endmembers of the phase at list position k (entries of X laid out
+  // for the present list) to the liquid components of X.
+  void giveBackToLiquid(int k, Array1<double>& X) {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    if (id >= kPhases) return;
+    for (int j = 1; j <= endCount(id); ++j) {
+      const double moles = X(c + j);
+      for (int i = 1; i <= kN; ++i) X(i) += m.phases.PhaseStoich(id, j, i) * moles;
+    }
   }
 
   void removeFromList(int k) {
@@ -247,6 +288,7 @@ struct Run {
     const bool built = MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans,
                                    ctx.ConstraintCount, ctx.ConstraintList);
     CalcHessian(ctx, st, ctx.Hess, ctx.Nhat, Ncomp, T, P);
+    newtonForm(ctx.Nhat);
     int krank = 0;
     HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, Ncomp, ctx.machEps, ctx.up, ctx.h, ctx.g,
          ctx.ip, ctx.rnorm, ctx.trial, krank, diag);
@@ -334,6 +376,9 @@ struct Run {
         // from Xstable, and a vector laid out for the old list would hand each phase behind the
         // dropped one the moles of another phase's endmembers (mass balance lost, negative
         // moles, and the iteration driven far off).  Dropping the last phase moves nothing.
+        // What is left of the phase goes back to the liquid, so that the state keeps mass
+        // balance (dropping it into nothing lost up to a gram of the system).
+        giveBackToLiquid(k, st.Xstable);
         closeUpEntries(k, st.Xstable);
         removeFromList(k);
         // The liquid is not restored here: the next step rebuilds it from Xold.
@@ -515,6 +560,7 @@ struct Run {
     if (Count == 1) {
       for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     } else {
+      newtonForm(Nhat);
       if (!quadraticStep()) return Stage::Done;
       double sum = 0.0, xsum = 0.0;
       for (int i = Ncomp; i >= 1; --i) {
@@ -539,6 +585,18 @@ struct Run {
           FloorStep = q < 1e-7 ? 1e-7 : q;
           Steplength = t;
         }
+      }
+    }
+    // No endmember of a phase may be carried below zero by the step (an exchange endmember
+    // of a simple solution excepted): the step stops at 99 % of the way to the first one, so
+    // that a vanishing phase shrinks geometrically until the review drops it, instead of the
+    // clamp resetting it and losing mass balance.
+    for (int i = kN + 1; i <= Ncomp; ++i) {
+      if (ctx.NegOK(i) || !(Xold(i) > 0.0) || !(st.Xstable(i) < 0.0)) continue;
+      const double t = 0.99 * Xold(i) / (Xold(i) - st.Xstable(i));
+      if (t < Steplength) {
+        Steplength = t;
+        FloorStep = std::min(FloorStep, t);
       }
     }
     MaxStep = Steplength;
@@ -591,9 +649,22 @@ struct Run {
       st.Gsystem = 0.0;
       formNhat(Steplength, Clamp::Rule3, false);
     }
+    // The state reached is the state: the review, the exit and the next step start from it, not
+    // from the target of the quadratic program (which may hold negative amounts the step never
+    // reached; judged on the target, the review dropped phases the state still held).
+    for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     progress();
-    // 16. Convergence, exactly so: a system with XNorm of 1 or more only ends by the count.
-    const double tol = (1.0 - XNorm) * 1e-5;
+    // 16. Convergence, free of the system's scale: a step small against the vector (a test on
+    // (1 - XNorm) turned negative for a silica-rich liquid of more than 1 mol per 100 g, which
+    // then ran to the count every time) and every listed phase on the liquid's tangent plane
+    // (its affinity at the top of this step within the result's limit).
+    bool onTangentPlane = true;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= 1 && id <= kPhases &&
+          !(std::fabs(m.sat->Affinity(id)) <= equilibrium::kResultAffinityLimit))
+        onTangentPlane = false;
+    }
     if (polishing) {
       ++polishSteps;
       ++ctx.counters.polishSteps;
@@ -606,7 +677,7 @@ struct Run {
       }
       return Stage::B;
     }
-    if (Norm <= tol && Count > 15)
+    if (Norm <= kInnerTolerance * XNorm && onTangentPlane && Count > 15)
       Count = 1;
     else
       ++Count;
@@ -887,31 +958,11 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
   if (st.ConstantH && missed(st.Hsystem, targetH, kEnthalpyTolerance, "Enthalpy")) return res;
   if (st.ConstantS && missed(st.Ssystem, targetS, kEntropyTolerance, "Entropy")) return res;
   if (st.ConstantV && missed(st.Vsystem, targetV, kVolumeTolerance, "Volume")) return res;
-  for (int k = 1; k <= st.PhaseCount; ++k) {
-    const int id = st.Phaselist(k);
-    if (id < 1 || id > thermo_data::kNumPhases) continue;
-    // Off saturation either way: oversaturated, or undersaturated and so due to dissolve (the
-    // review keeps a phase only within 100 J of saturation).
-    if (!equilibrium::nearSaturation(m.sat->Affinity(id)) && !m.sat->PhaseExcluded(id)) {
-      res.message =
-          "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id));
-      return res;
-    }
-  }
-  // A phase that may precipitate and is oversaturated, left out of the assemblage (a phase that
-  // went more often than it may come back in one call).  Silica, ilmenite and biotite exclude
-  // each other and are not counted against one listed.
-  auto listed = [&](int id) {
-    for (int k = 1; k <= st.PhaseCount; ++k)
-      if (st.Phaselist(k) == id) return true;
-    return false;
-  };
-  for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
-    if (listed(id) || m.sat->PhaseExcluded(id) || !equilibrium::wantsToJoin(m.sat->Affinity(id)))
-      continue;
-    if (equilibrium::excludedByListed(id, listed)) continue;
-    res.message = "Left out oversaturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
-                  ", affinity " + std::to_string(m.sat->Affinity(id)) + " J";
+  // Nothing is called an equilibrium before it passes the check: amounts, mass balance, and
+  // the saturation state of the returned liquid evaluated afresh.
+  res.message = equilibriumFault(ctx, st, T, P);
+  if (!res.message.empty()) {
+    st.settled = false;
     return res;
   }
   res.converged = true;

@@ -30,6 +30,9 @@ inline constexpr double kLiquidFloor = 1e-8;  // Floor: least moles of a liquid 
 inline constexpr double kSolidFloor = 1e-9;   // FloorSolid: least moles of an endmember
 inline constexpr int kMaxSecantPasses = 14;
 inline constexpr int kMaxDropPasses = 20;
+// The inner iteration has converged when its step is below this fraction of the vector's length
+// and every listed phase is within 1 J of saturation.
+inline constexpr double kInnerTolerance = 1e-6;
 // The last steps on a settled assemblage go on until the step is below this fraction of the
 // vector's length, or for at most kMaxPolishSteps steps.
 inline constexpr double kPolishTolerance = 1e-7;
@@ -208,9 +211,10 @@ struct MinimizerResult {
 };
 
 // Clears ErrorFlag, runs CalcStablePhases and judges the outcome: not converged when the call
-// reported an error or was halted, when a listed phase is off saturation by 100 J or more, or
-// when the target of a search mode was missed by more than its tolerance, or when a phase that
-// may precipitate is left out although oversaturated by more than 10 J.
+// reported an error or was halted, when the target of a search mode was missed by more than its
+// tolerance, or when the result fails equilibriumFault (amounts, mass balance, every listed
+// phase within 1 J of saturation and none left out oversaturated by more than 10 J, against
+// the returned liquid).
 MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st, double T,
                                       double P);
 
