@@ -44,6 +44,8 @@ double quantile(std::vector<double> v, double q) {
 std::string firstLine(const std::string& s) {
   const auto nl = s.find('\n');
   std::string line = s.substr(0, nl);
+  const auto paren = line.find(" (");
+  if (paren != std::string::npos && line.rfind("Mass balance", 0) == 0) line = line.substr(0, paren);
   const auto comma = line.find(", affinity");
   if (comma != std::string::npos) line = line.substr(0, comma);
   const auto at = line.find(" at T =");

@@ -196,6 +196,17 @@ struct Run {
     }
   }
 
+  // Moves the NegOK flags of the phases behind list position k up over its entries.
+  void closeUpFlags(int k) {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    const int n = id < kPhases ? endCount(id) : 0;
+    const int length = listedLength();
+    for (int i = c + 1; i + n <= length; ++i) ctx.NegOK(i) = ctx.NegOK(i + n);
+  }
+
   void removeFromList(int k) {
     for (int q = k; q < st.PhaseCount; ++q) st.Phaselist(q) = st.Phaselist(q + 1);
     st.Phaselist(st.PhaseCount) = 0;
@@ -220,6 +231,60 @@ struct Run {
     }
     return settled;
   }
+  // Whether the state handed in is laid out for its list, holds only known phases of positive
+  // amount and no negative liquid component, and keeps mass balance with the present bulk.
+  bool incomingBalanced() {
+    const int length = listedLength();
+    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector)
+      return false;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return false;
+    double bulkTotal = 0.0;
+    for (int i = 1; i <= kN; ++i) bulkTotal += st.BulkMoles(i);
+    for (int i = 1; i <= kN; ++i) {
+      if (!(st.Xstable(i) >= 0.0)) return false;
+      double total = st.Xstable(i);
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          total += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+      }
+      if (!(std::fabs(total - st.BulkMoles(i)) <= 2.0 * kLiquidFloor + 1e-9 * bulkTotal))
+        return false;
+    }
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      double moles = 0.0;
+      for (int j = 1; j <= endCount(st.Phaselist(k)); ++j) moles += st.Xstable(++c);
+      if (!(moles > 0.0)) return false;
+    }
+    return true;
+  }
+
+  // A state handed in for another bulk (a column node whose bulk moved) keeps its phases; the
+  // liquid takes up the difference, when no liquid component turns negative by it.
+  void rebalanceIncoming() {
+    const int length = listedLength();
+    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector)
+      return;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return;
+    std::array<double, kN + 1> liquidNew{};
+    for (int i = 1; i <= kN; ++i) {
+      double solids = 0.0;
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          solids += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+      }
+      liquidNew[static_cast<std::size_t>(i)] = st.BulkMoles(i) - solids;
+      if (!(liquidNew[static_cast<std::size_t>(i)] >= 0.0)) return;
+    }
+    for (int i = 1; i <= kN; ++i) st.Xstable(i) = liquidNew[static_cast<std::size_t>(i)];
+  }
+
   bool probeIncoming() {
     SaturationContext& sat = *m.sat;
     Ncomp = listedLength();
@@ -255,7 +320,9 @@ struct Run {
       const int id = st.Phaselist(k);
       double moles = 0.0;
       for (int j = 1; j <= endCount(id); ++j) moles += st.Xstable(++c);
-      if (!equilibrium::keepsListedPhase(sat.Affinity(id), moles)) return false;
+      if (!(std::fabs(sat.Affinity(id)) <= equilibrium::kResultAffinityLimit) ||
+          moles < equilibrium::kVanishedMoles)
+        return false;
     }
     for (int id = 1; id <= kPhases; ++id) {
       if (listed(id) || sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)))
@@ -317,7 +384,21 @@ struct Run {
       return Stage::G;
     }
     st.settled = false;  // until this call ends on an assemblage
-    if (st.PhaseCount > 0) {
+    if (st.PhaseCount > 0) rebalanceIncoming();
+    if (st.PhaseCount > 0 && incomingBalanced()) {
+      // A state handed in that keeps mass balance is where the iteration starts, amounts and
+      // all (re-seeding its phases from the liquid threw away what the last call had found).
+      Ncomp = listedLength();
+      for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          ctx.NegOK(++c) = ((id == 4 || id == 5) && j == 1 && !m.activity->ActivityFlags(5)) ||
+                           (id == 7 && j == 5 && !m.activity->ActivityFlags(7));
+      }
+      Count = 2;
+    } else if (st.PhaseCount > 0) {
       for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
       note("SetNhat");
@@ -380,15 +461,15 @@ struct Run {
         // balance (dropping it into nothing lost up to a gram of the system).
         giveBackToLiquid(k, st.Xstable);
         closeUpEntries(k, st.Xstable);
+        // The iteration goes on from the state without the phase (its moles in the liquid);
+        // the other phases keep their amounts and their entries' flags move up with them.
+        closeUpFlags(k);
         removeFromList(k);
-        // The liquid is not restored here: the next step rebuilds it from Xold.
-        for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = 0.0;
-        Ncomp = kN;
+        Ncomp = listedLength();
+        for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
         liquid(ctx.Nhat);
         if (st.PhaseCount > 0) {
           satListed();
-          SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-          note("SetNhat");
           makeGv(ctx.Nhat, false);
           return Stage::E;
         }
@@ -430,9 +511,37 @@ struct Run {
     ++st.PhaseCount;
     ++ctx.counters.adds;
     polished = false;
-    SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-    note("SetNhat");
+    seedJoining(id);
     return Stage::E;
+  }
+
+  // The state goes on with the phases it holds; only the phase that joins gets entries, at the
+  // end of the vector: 1e-5 mol of its saturation composition (less where a liquid component
+  // would fall below half its distance to the floor), taken from the liquid so that the state
+  // keeps mass balance.  (Seeding every listed phase afresh threw away their amounts and lost
+  // mass balance at each join.)
+  void seedJoining(int id) {
+    Array1<double>& Nhat = ctx.Nhat;
+    const int base = listedLength() - endCount(id);
+    for (int i = 1; i <= base; ++i) Nhat(i) = st.Xstable(i);
+    const SaturationContext& sat = *m.sat;
+    const ActivityContext& act = *m.activity;
+    const int n = endCount(id);
+    double amount = 1e-5;
+    for (int i = 1; i <= kN; ++i) {
+      double need = 0.0;
+      for (int j = 1; j <= n; ++j) need += m.phases.PhaseStoich(id, j, i) * sat.PhaseX(id, j);
+      if (need > 0.0) amount = std::min(amount, 0.5 * std::max(Nhat(i) - kLiquidFloor, 0.0) / need);
+    }
+    for (int j = 1; j <= n; ++j) {
+      const int e = base + j;
+      ctx.NegOK(e) = ((id == 4 || id == 5) && j == 1 && !act.ActivityFlags(5)) ||
+                     (id == 7 && j == 5 && !act.ActivityFlags(7));
+      Nhat(e) = amount * sat.PhaseX(id, j);
+      for (int i = 1; i <= kN; ++i) Nhat(i) -= m.phases.PhaseStoich(id, j, i) * Nhat(e);
+    }
+    Ncomp = base + n;
+    for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
   }
 
   // D. Add the most oversaturated phase that may join.
@@ -591,14 +700,17 @@ struct Run {
     // of a simple solution excepted): the step stops at 99 % of the way to the first one, so
     // that a vanishing phase shrinks geometrically until the review drops it, instead of the
     // clamp resetting it and losing mass balance.
+    bool bounded = false;
     for (int i = kN + 1; i <= Ncomp; ++i) {
       if (ctx.NegOK(i) || !(Xold(i) > 0.0) || !(st.Xstable(i) < 0.0)) continue;
       const double t = 0.99 * Xold(i) / (Xold(i) - st.Xstable(i));
       if (t < Steplength) {
         Steplength = t;
         FloorStep = std::min(FloorStep, t);
+        bounded = true;
       }
     }
+    if (bounded) ++ctx.counters.boundedSteps;
     MaxStep = Steplength;
     // 7. The free energy at the start and at the full step, on the potentials of Nhat.
     makeGv(Xold, false);

@@ -94,6 +94,7 @@ struct MinimizerCounters {
   int readmissions = 0;         // phases dropped and let back in this call
   int polishSteps = 0;          // steps on the settled assemblage beyond the inner test
   int warmAccepted = 0;         // 1 when the state handed in was returned as it stands
+  int boundedSteps = 0;         // steps shortened so that no endmember goes below zero
 };
 
 // The working context of one thread: the model it evaluates and the call's work arrays, sized

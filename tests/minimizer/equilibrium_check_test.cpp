@@ -201,7 +201,9 @@ TEST(ResultCheck, GridSubsetEquilibriaHoldUnderAFreshSaturationState) {
     SCOPED_TRACE(label);
     MinimizerSetup s(natural(c.composition), c.tempC + kC, c.pBar);
     const MinimizerResult r = s.solve();
-    if (c.mustConverge) EXPECT_TRUE(r.converged) << r.message;
+    if (c.mustConverge) {
+      EXPECT_TRUE(r.converged) << r.message;
+    }
     if (!r.converged) {
       EXPECT_FALSE(r.message.empty());
       continue;
