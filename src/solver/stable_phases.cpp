@@ -641,6 +641,81 @@ struct Run {
     return false;
   }
 
+  // An endmember the saturation state leaves out (PhaseX 0: the liquid cannot build it) has no
+  // column in mass balance, so the quadratic program leaves its entry free; whatever value it
+  // took was carried into the state and read as moles of that endmember, out of nothing (tenths
+  // of a mole near the solidus).  Such entries are held at zero.
+  void zeroAbsentEndmembers(Array1<double>& X) {
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= kPhases) continue;
+      for (int j = 1; j <= endCount(id); ++j) {
+        ++c;
+        if (m.sat->PhaseX(id, j) == 0.0) X(c) = 0.0;
+      }
+    }
+  }
+
+  // A liquid component already at its floor whose target lies below the floor would have the
+  // step clamp it there, creating the difference from nothing at every step (the mass balance
+  // of a near-solidus state ran off by tenths of a mole that way).  Such a component is held at
+  // its floor by a constraint and the program solved again, until no target at a floor lies
+  // below it (or the floor repeats mass balance and is let go).  False when a solve failed.
+  bool holdFloorsReached() {
+    std::array<bool, kN + 1> tried{};
+    std::array<bool, kMaxStateVector + 1> heldAtZero{};
+    for (int k = 1; k <= ctx.ConstraintCount; ++k)
+      tried[static_cast<std::size_t>(ctx.ConstraintList(k))] = true;
+    for (int pass = 0; pass < kN + kMaxStateVector; ++pass) {
+      bool added = false;
+      for (int i = 1; i <= kN; ++i) {
+        if (tried[static_cast<std::size_t>(i)] || !(st.BulkMoles(i) > kLiquidFloor)) continue;
+        if (ctx.Xold(i) <= kLiquidFloor * (1.0 + 1e-9) && st.Xstable(i) < kLiquidFloor) {
+          tried[static_cast<std::size_t>(i)] = true;
+          ctx.ConstraintList(++ctx.ConstraintCount) = i;
+          added = true;
+        }
+      }
+      // An endmember at zero whose target is negative likewise: it leaves the program (no
+      // column in mass balance, no coupling in the Hessian) and stays at zero.
+      for (int e = kN + 1; e <= Ncomp; ++e) {
+        const auto ue = static_cast<std::size_t>(e);
+        if (heldAtZero[ue] || ctx.NegOK(e) || ctx.Xold(e) > 0.0 || !(st.Xstable(e) < 0.0)) continue;
+        heldAtZero[ue] = true;
+        added = true;
+      }
+      if (!added) {
+        for (int e = kN + 1; e <= Ncomp; ++e)
+          if (heldAtZero[static_cast<std::size_t>(e)]) st.Xstable(e) = 0.0;
+        return true;
+      }
+      ctx.counters.floorsDropped +=
+          dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
+      ctx.Mc = kN + ctx.ConstraintCount;
+      for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
+      for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+      for (int c = 1; c <= Ncomp; ++c)
+        for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
+      MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
+                  ctx.ConstraintList);
+      for (int i = 1; i <= Ncomp; ++i) {
+        ctx.Gv(i) = ctx.GvCopy(i);
+        for (int j = 1; j <= Ncomp; ++j) ctx.Hess(i, j) = ctx.HessCopy(i, j);
+      }
+      for (int e = kN + 1; e <= Ncomp; ++e) {
+        if (!heldAtZero[static_cast<std::size_t>(e)]) continue;
+        for (int j = 1; j <= Ncomp; ++j) ctx.Hess(e, j) = ctx.Hess(j, e) = 0.0;
+        ctx.Hess(e, e) = 1.0;
+        ctx.Gv(e) = 0.0;
+        for (int r = 1; r <= ctx.Mc; ++r) ctx.Cmat(r, e) = ctx.Ctrans(e, r) = 0.0;
+      }
+      ++ctx.counters.floorResolves;
+      if (!quadraticStep()) return false;
+    }
+    return true;
+  }
+
   // E. One step.
   Stage step() {
     Array1<double>& Nhat = ctx.Nhat;
@@ -671,6 +746,8 @@ struct Run {
     } else {
       newtonForm(Nhat);
       if (!quadraticStep()) return Stage::Done;
+      if (!holdFloorsReached()) return Stage::Done;
+      zeroAbsentEndmembers(st.Xstable);
       double sum = 0.0, xsum = 0.0;
       for (int i = Ncomp; i >= 1; --i) {
         const double d = st.Xstable(i) - Nhat(i);

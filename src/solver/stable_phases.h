@@ -95,6 +95,7 @@ struct MinimizerCounters {
   int polishSteps = 0;          // steps on the settled assemblage beyond the inner test
   int warmAccepted = 0;         // 1 when the state handed in was returned as it stands
   int boundedSteps = 0;         // steps shortened so that no endmember goes below zero
+  int floorResolves = 0;        // quadratic steps solved again with a reached floor held
 };
 
 // The working context of one thread: the model it evaluates and the call's work arrays, sized
