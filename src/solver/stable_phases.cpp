@@ -207,6 +207,20 @@ struct Run {
     for (int i = c + 1; i + n <= length; ++i) ctx.NegOK(i) = ctx.NegOK(i + n);
   }
 
+  bool liquidCanTakeBack(int k) const {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    if (id >= kPhases) return true;
+    for (int i = 1; i <= kN; ++i) {
+      double x = st.Xstable(i);
+      for (int j = 1; j <= endCount(id); ++j) x += m.phases.PhaseStoich(id, j, i) * st.Xstable(c + j);
+      if (x < 0.0) return false;
+    }
+    return true;
+  }
+
   void removeFromList(int k) {
     for (int q = k; q < st.PhaseCount; ++q) st.Phaselist(q) = st.Phaselist(q + 1);
     st.Phaselist(st.PhaseCount) = 0;
@@ -448,6 +462,10 @@ struct Run {
       double moles = 0.0;
       for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
       if (equilibrium::keepsListedPhase(sat.Affinity(id), moles)) continue;
+      // A phase whose moles the liquid cannot take back (an endmember with a negative
+      // coefficient of a component the liquid is short of) is not dropped at once: the Newton
+      // steps shrink it, bounded at zero, until it can go.
+      if (!liquidCanTakeBack(k)) continue;
       ++ctx.counters.drops;
       polished = false;
       if (id != LastDropped) {
