@@ -1,5 +1,6 @@
 // `cumulex liquidus --oxides "SiO2=50.4,..." --P BAR [--json]`: the liquidus temperature of a
-// liquid of that composition and the phase that saturates first.
+// liquid of that composition, the solid phase that saturates first, and whether the liquid is
+// already gas-saturated there.
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -55,11 +56,17 @@ int liquidusCommand(const LiquidusOptions& o) {
     w.value("affinity_J", r.affinity);
     w.value("P_bar", pBar);
     w.value("evaluations", r.evaluations);
+    w.value("gas_saturated", r.gasSaturated);
+    w.value("gas_affinity_J", r.gasAffinity);
     w.endObject();
     return 0;
   }
   std::printf("Liquidus at %.2f bar: %.2f °C, first phase %s (affinity %.3f J, %d evaluations)\n",
               pBar, r.T - kKelvinOffset, phase.c_str(), r.affinity, r.evaluations);
+  if (r.gasSaturated)
+    std::printf("The gas saturates first: the liquid is oversaturated in gas at its liquidus "
+                "(gas affinity %.0f J).\n",
+                r.gasAffinity);
   return 0;
 }
 

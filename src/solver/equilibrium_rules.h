@@ -12,6 +12,11 @@ namespace cx::equilibrium {
 // A listed phase farther than this from saturation, either way, is not in equilibrium with the
 // liquid: the review drops it and a returned result holding it is refused.
 inline constexpr double kListedAffinityLimit = 100.0;  // J
+// A returned result holds each listed phase within this of saturation against the returned
+// liquid: the minimum of G puts every phase present exactly on the liquid's tangent plane, and
+// 1 J per mole of phase is far below any physical distinction yet far above the rounding of a
+// converged Newton iteration.
+inline constexpr double kResultAffinityLimit = 1.0;  // J
 // An absent phase joins the assemblage when it is more oversaturated than this.
 inline constexpr double kJoinAffinity = -10.0;  // J
 // A listed phase with fewer moles than this has dissolved.

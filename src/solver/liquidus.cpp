@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/fault.h"
+#include "thermo/constants.h"
 #include "thermo/silicate_liquid.h"
 
 namespace cx {
@@ -131,19 +132,21 @@ void FindMinimum(FindMinimumRecord& r, double& X, double& F, int& Flag, double L
 
 namespace {
 
-constexpr double kNoAffinityValue = 1e6;
-constexpr double kSentinel = 30000.0;
-constexpr double kLowerT = 500.0, kUpperT = 3500.0;  // K, the walk's bounds
-constexpr int kMaxLiquidusSteps = 100;
-constexpr int kMaxLeaderChanges = thermo_data::kNumPhases;  // each phase may lead once
+constexpr double kLowerT = 500.0, kUpperT = 2500.0;  // K, the search's bounds
 
-// The non-excluded phase of lowest affinity, below `limit`; 0 when there is none.
-int lowestPhase(const SaturationContext& sat, double limit) {
+double progressTerm(double affinity) {
+  return std::log(std::max(std::fabs(affinity), 1.0)) + 3.0;
+}
+
+// The non-excluded solid of lowest affinity; 0 when every solid is excluded.  The gas is no
+// candidate: a hydrous liquid is gas-saturated at low pressure at every temperature, and the
+// liquidus is where the first crystals form (the gas is reported on its own).
+int lowestSolid(const SaturationContext& sat) {
   int best = 0;
-  double lowest = limit;
+  double lowest = 0.0;
   for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
-    if (sat.PhaseExcluded(id)) continue;
-    if (sat.Affinity(id) < lowest) {
+    if (sat.PhaseExcluded(id) || id == kGasPhase) continue;
+    if (best == 0 || sat.Affinity(id) < lowest) {
       lowest = sat.Affinity(id);
       best = id;
     }
@@ -160,9 +163,18 @@ bool liquidAt(EquilibriumModel& m, double T, double P) {
   return G_liquid(m.liquid, m.diag, m.Xliq, g);
 }
 
-double progressTerm(double affinity) {
-  return std::log(std::max(std::fabs(affinity), 1.0)) + 3.0;
-}
+// The search: the lowest solid affinity f(T) is positive above the liquidus and negative below
+// it.  It is bracketed by even steps of kBracketStep from the start, so that the crossing found
+// is the one nearest the start (a phase whose affinity turns negative again far above the
+// liquidus, as the pure sanidine does in some liquids above 1450 °C, is not reached by a walk
+// from below the liquidus that stops at the first crossing), then the bracket is
+// closed by regula falsi with the Illinois correction (each side halved when it stays) until f
+// is within 1 J of zero.  f is continuous in T (the least of continuous functions) but its
+// slope jumps where the leading phase changes, which the bracket survives where a derivative-
+// based walk would not.
+constexpr double kBracketStep = 25.0;  // K
+constexpr int kMaxBracketSteps = 80;  // 2000 K
+constexpr int kMaxClosingSteps = 80;
 
 void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, double& T, double P,
             LiquidusResult& res) {
@@ -172,6 +184,11 @@ void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, doubl
     res.message = msg;
     res.badInput = input;
     port.showMessage(msg);
+  };
+  auto abort = [&](const std::string& why) {
+    res.message = " Calculation Aborted";
+    if (!why.empty()) res.message += ": " + why;
+    port.setStatus(" Calculation Aborted");
   };
   if (P < 1.0 || P > 100000.0) {
     fail("No valid pressure specified!", true);
@@ -187,73 +204,118 @@ void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, doubl
   }
   port.setStatus(" Finding liquidus temperature...");
   if (!m.setConditions(T, P) || !m.setLiquidOxides(wt)) {
-    res.message = " Calculation Aborted";
-    port.setStatus(res.message);
+    abort("the liquid cannot be evaluated at the start");
     return;
   }
-  int err = 0;
-  m.saturation(0, err);
-  ++res.evaluations;
   SaturationContext& sat = *m.sat;
-
-  int leader = lowestPhase(sat, kNoAffinityValue);
-  if (leader == 0) {
+  if (lowestSolid(sat) == 0) {
     fail("All phases are excluded!", true);
     return;
   }
-  const double scale = std::floor(progressTerm(sat.Affinity(leader)));  // Int(): rounds down
-  double step = sat.Affinity(leader) > 0.0 ? -10.0 : 10.0;
-  FindMinimumRecord rec;
-  for (;;) {
-    int flag = 0;
-    int count = 0;
-    do {
-      ++count;
-      port.doEvents();
-      if (diag.ErrorFlag || count > kMaxLiquidusSteps || diag.HaltFlag) {
-        res.message = " Calculation Aborted";
-        port.setStatus(res.message);
-        res.phase = leader;
-        res.affinity = sat.Affinity(leader);
-        return;
-      }
-      double f = std::fabs(sat.Affinity(leader));
-      const double tOld = T;
-      if (T < 500.0) T = 500.0;
-      if (T > 2500.0) T = 2500.0;
-      FindMinimum(rec, T, f, flag, kLowerT, kUpperT, step, kSentinel);
-      if (!liquidAt(m, T, P)) continue;  // ErrorFlag is set: the next turn aborts
-      int phase = leader;
-      m.saturation(phase, err);
-      ++res.evaluations;
-      res.progress = scale - progressTerm(sat.Affinity(leader));
-      if (std::fabs(T - tOld) < 0.0001) flag = -1;
-    } while (flag != -1);
-
-    // Is another phase oversaturated at this temperature?
+  int leader = 0;
+  // f at temperature t: the least solid affinity, its phase in `leader`; NaN when the liquid or
+  // the saturation state fails there.
+  auto f = [&](double t) {
+    diag.ErrorFlag = false;
+    if (!liquidAt(m, t, P)) return std::nan("");
+    int err = 0;
     m.saturation(0, err);
     ++res.evaluations;
-    const int lowest = lowestPhase(sat, sat.Affinity(leader));
-    if (lowest == 0 || std::fabs(sat.Affinity(lowest)) < 1.0) break;
-    if (res.leaderChanges >= kMaxLeaderChanges) {
-      // The leaders take turns without end (each oversaturates the last at its own
-      // temperature): there is no single first phase to report.
-      res.message = " Calculation Aborted";
-      port.setStatus(res.message);
-      res.phase = leader;
-      res.affinity = sat.Affinity(leader);
+    if (diag.ErrorFlag) return std::nan("");
+    const int lowest = lowestSolid(sat);
+    if (leader != 0 && lowest != leader) ++res.leaderChanges;
+    leader = lowest;
+    port.doEvents();
+    return sat.Affinity(leader);
+  };
+  double fT = f(T);
+  if (!std::isfinite(fT)) {
+    abort("the saturation state failed at the start");
+    return;
+  }
+  const double scale = std::floor(progressTerm(fT));
+  // Bracket: hi above the liquidus (f > 0), lo below it (f <= 0).
+  double hi = T, lo = T, fHi = fT, fLo = fT;
+  const double step = kBracketStep;
+  bool bracketed = false;
+  for (int k = 0; k < kMaxBracketSteps && !diag.HaltFlag; ++k) {
+    if (fT > 0.0) {  // above the liquidus: go down
+      hi = T;
+      fHi = fT;
+      T = std::max(T - step, kLowerT);
+    } else {  // crystals: go up
+      lo = T;
+      fLo = fT;
+      T = std::min(T + step, kUpperT);
+    }
+    const double fNew = f(T);
+    if (!std::isfinite(fNew)) {
+      abort("the saturation state failed at " + std::to_string(T - 273.15) + " C");
       return;
     }
-    leader = lowest;
-    ++res.leaderChanges;
-    step = sat.Affinity(leader) > 0.0 ? -10.0 : 10.0;
+    if ((fNew > 0.0) != (fT > 0.0)) {
+      if (fNew > 0.0) {
+        hi = T;
+        fHi = fNew;
+      } else {
+        lo = T;
+        fLo = fNew;
+      }
+      bracketed = true;
+      break;
+    }
+    fT = fNew;
+    if (T <= kLowerT || T >= kUpperT) break;
   }
+  if (diag.HaltFlag) {
+    abort("halted");
+    return;
+  }
+  if (!bracketed) {
+    // No temperature in range at which a solid saturates, or none at which all dissolve.
+    res.phase = leader;
+    res.affinity = sat.Affinity(leader);
+    res.found = true;
+    res.withinOneJoule = false;
+    port.setStatus(" Finding liquidus temperature... Done!");
+    return;
+  }
+  // Close the bracket.
+  int stay = 0;  // which side stayed last: +1 hi, -1 lo
+  for (int k = 0; k < kMaxClosingSteps && !diag.HaltFlag; ++k) {
+    double t = hi - fHi * (hi - lo) / (fHi - fLo);
+    if (!(t > lo && t < hi)) t = 0.5 * (lo + hi);
+    const double ft = f(t);
+    if (!std::isfinite(ft)) {
+      abort("the saturation state failed at " + std::to_string(t - 273.15) + " C");
+      return;
+    }
+    T = t;
+    res.progress = scale - progressTerm(ft);
+    if (std::fabs(ft) < 1.0 || hi - lo < 1e-6) break;
+    if (ft > 0.0) {
+      hi = t;
+      fHi = ft;
+      if (stay == -1) fLo *= 0.5;
+      stay = -1;
+    } else {
+      lo = t;
+      fLo = ft;
+      if (stay == 1) fHi *= 0.5;
+      stay = 1;
+    }
+  }
+  if (diag.HaltFlag) {
+    abort("halted");
+    return;
+  }
+  // The saturation state in hand is that of T (the last evaluation).
   res.found = true;
   res.phase = leader;
   res.affinity = sat.Affinity(leader);
-  // The walk can also end at a minimum of the leader's |affinity| above zero (a phase that never
-  // saturates in the range, held at a bound): the front end tells the two apart.
   res.withinOneJoule = std::fabs(res.affinity) < 1.0;
+  res.gasSaturated = !sat.PhaseExcluded(kGasPhase) && sat.Affinity(kGasPhase) < 0.0;
+  res.gasAffinity = sat.Affinity(kGasPhase);
   port.setStatus(" Finding liquidus temperature... Done!");
 }
 

@@ -1,8 +1,8 @@
-// The liquidus search: the temperature at which the first phase saturates in a liquid of a given
-// bulk composition and pressure, where the lowest affinity among the phases is 0 within 1 J.
-// The search walks the temperature with FindMinimum, a bounded minimizer of one variable in
-// reverse-communication form, on the absolute value of the affinity of the leading phase, and
-// changes leader when another phase turns out oversaturated at the temperature found.
+// The liquidus search: the temperature at which the first solid phase saturates in a liquid of a
+// given bulk composition and pressure, where the lowest affinity among the solids is 0 within
+// 1 J.  The search brackets that temperature and closes the bracket by regula falsi; the gas is
+// judged on its own at the temperature found.  FindMinimum, a bounded minimizer of one variable
+// in reverse-communication form, is kept for the callers that walk on a single function.
 #pragma once
 
 #include <string>
@@ -43,6 +43,10 @@ struct LiquidusResult {
   int evaluations = 0;          // saturation states of the leader computed
   int leaderChanges = 0;
   double progress = 0.0;  // the last value of the progress display
+  // The gas at the liquidus: oversaturated there, so that the liquid exsolves gas before (above)
+  // its first crystals; and its affinity (J).
+  bool gasSaturated = false;
+  double gasAffinity = 0.0;
   std::string message;    // the message shown when it failed
 };
 

@@ -9,6 +9,8 @@
 #include "base/trap.h"
 #include "solver/minimizer_internal.h"
 #include "solver/stable_phases.h"
+#include "thermo/activity.h"
+#include "thermo/constants.h"
 
 namespace cx {
 
@@ -141,6 +143,48 @@ void SetNhat(MinimizerContext& ctx, const MinimizerState& st, int& Ncomp, Array1
   }
 }
 
+namespace minimizer {
+
+// The potentials of the endmembers of phase id at the composition the state X holds (its entries
+// follow index `before`), into ctx.g(1..n): the standard state of each endmember (as the
+// saturation state chose it, PhaseR) plus RT ln of its activity there.  The gradient of the true
+// G of the state, so that a Newton step's fixed point puts the phase itself, not only its
+// saturation composition, on the liquid's tangent plane: with the saturation composition's
+// potentials the phase's own composition in X was tied to nothing and drifted (two answers
+// 0.4 % apart at the same T).  False, and the saturation potentials stand, for a pure phase,
+// the gas (its fugacities are the fluid model's), a phase of no amount or with an exchange
+// endmember below zero, and wherever the activity model gives no answer.
+bool potentialsAtState(MinimizerContext& ctx, int id, const Array1<double>& X, int before,
+                       double T, double P) {
+  EquilibriumModel& m = *ctx.model;
+  const SaturationContext& sat = *m.sat;
+  const int n = m.activity->PhaseEndCount(id);
+  if (id == kGasPhase || id >= kPhases || n <= 1) return false;
+  double moles = 0.0;
+  for (int j = 1; j <= n; ++j)
+    if (sat.PhaseX(id, j) != 0.0) moles += X(before + j);
+  if (!(moles > 1e-12)) return false;
+  for (int j = 1; j <= n; ++j) {
+    const double x = sat.PhaseX(id, j) != 0.0 ? X(before + j) / moles : 0.0;
+    if (!(x >= 0.0)) return false;
+    ctx.blockX(j) = x;
+  }
+  int err = 0;
+  GetActivity(*m.activity, id, T, P, ctx.blockX, n, ctx.up, err);
+  if (err != 0) return false;
+  const double rt = kGasConstant * T;
+  for (int j = 1; j <= n; ++j) {
+    if (sat.PhaseX(id, j) == 0.0) continue;
+    if (!(ctx.up(j) > 1e-300) || sat.PhaseR(id, j) == 0.0 || ctx.blockX(j) == 0.0) return false;
+    ctx.g(j) = sat.PhaseR(id, j) + rt * std::log(ctx.up(j));
+  }
+  return true;
+}
+
+}  // namespace minimizer
+
+using minimizer::potentialsAtState;
+
 void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Array1<double>& Gv,
              const Array1<double>& X, int Ncomp, bool Recompute, int& ErrFlag) {
   EquilibriumModel& m = *ctx.model;
@@ -173,10 +217,11 @@ void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Arra
       const int id = st.Phaselist(k);
       const double g0 = st.Gsystem;
       st.PhaseCpSum(id) = 0.0;
+      const bool atState = potentialsAtState(ctx, id, X, c, T, P);
       for (int j = 1; j <= m.activity->PhaseEndCount(id); ++j) {
         ++c;
         if (sat.PhaseX(id, j) != 0.0) {
-          Gv(c) = sat.PhaseMu(id, j);
+          Gv(c) = atState ? ctx.g(j) : sat.PhaseMu(id, j);
           st.MassSystem += X(c) * m.phases.PhaseEndMW(id, j);
           ctx.Vtot += X(c) * sat.PhaseV(id, j);
           ctx.Stot += X(c) * sat.PhaseS(id, j);

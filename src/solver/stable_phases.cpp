@@ -87,6 +87,33 @@ struct Run {
     note("Make_Gv");
   }
 
+  // Turns the quadratic program built at X into the Newton step's: each phase's block (the
+  // Hessian of one mole of the phase) becomes the Hessian of the moles the phase holds, that is
+  // divided by those moles, and the linear term becomes Gv - Hess X.  The program's solution is
+  // then X plus the Newton step, whose fixed point has every listed endmember's potential equal
+  // to the liquid's (zero affinity) whatever the accuracy of the Hessian; with the linear term
+  // Gv alone the fixed point was off by Hess X (up to tens of J for a spinel).
+  void newtonForm(const Array1<double>& X) {
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= kPhases) continue;
+      const int n = endCount(id);
+      double moles = 0.0;
+      for (int j = 1; j <= n; ++j) moles += X(c + j);
+      const double scale = 1.0 / std::max(moles, kSolidFloor);
+      for (int a = 1; a <= n; ++a)
+        for (int b = 1; b <= n; ++b) ctx.Hess(c + a, c + b) *= scale;
+      c += n;
+    }
+    for (int i = 1; i <= Ncomp; ++i) {
+      double hx = 0.0;
+      for (int j = 1; j <= Ncomp; ++j) hx += ctx.Hess(i, j) * X(j);
+      ctx.trial(i) = hx;
+    }
+    for (int i = 1; i <= Ncomp; ++i) ctx.Gv(i) -= ctx.trial(i);
+  }
+
   // Nhat = Xold + (Xstable - Xold) * s with the clamp rule given.
   void formNhat(double s, Clamp rule, bool sumG) {
     const Array1<double>& Xold = ctx.Xold;
@@ -155,6 +182,45 @@ struct Run {
     for (int i = Ncomp - n + 1; i <= Ncomp; ++i) X(i) = 0.0;
   }
 
+  // Adds the moles of the endmembers of the phase at list position k (entries of X laid out
+  // for the present list) to the liquid components of X.
+  void giveBackToLiquid(int k, Array1<double>& X) {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    if (id >= kPhases) return;
+    for (int j = 1; j <= endCount(id); ++j) {
+      const double moles = X(c + j);
+      for (int i = 1; i <= kN; ++i) X(i) += m.phases.PhaseStoich(id, j, i) * moles;
+    }
+  }
+
+  // Moves the NegOK flags of the phases behind list position k up over its entries.
+  void closeUpFlags(int k) {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    const int n = id < kPhases ? endCount(id) : 0;
+    const int length = listedLength();
+    for (int i = c + 1; i + n <= length; ++i) ctx.NegOK(i) = ctx.NegOK(i + n);
+  }
+
+  bool liquidCanTakeBack(int k) const {
+    int c = kN;
+    for (int q = 1; q < k; ++q)
+      if (st.Phaselist(q) < kPhases) c += endCount(st.Phaselist(q));
+    const int id = st.Phaselist(k);
+    if (id >= kPhases) return true;
+    for (int i = 1; i <= kN; ++i) {
+      double x = st.Xstable(i);
+      for (int j = 1; j <= endCount(id); ++j) x += m.phases.PhaseStoich(id, j, i) * st.Xstable(c + j);
+      if (x < 0.0) return false;
+    }
+    return true;
+  }
+
   void removeFromList(int k) {
     for (int q = k; q < st.PhaseCount; ++q) st.Phaselist(q) = st.Phaselist(q + 1);
     st.Phaselist(st.PhaseCount) = 0;
@@ -179,6 +245,60 @@ struct Run {
     }
     return settled;
   }
+  // Whether the state handed in is laid out for its list, holds only known phases of positive
+  // amount and no negative liquid component, and keeps mass balance with the present bulk.
+  bool incomingBalanced() {
+    const int length = listedLength();
+    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector)
+      return false;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return false;
+    double bulkTotal = 0.0;
+    for (int i = 1; i <= kN; ++i) bulkTotal += st.BulkMoles(i);
+    for (int i = 1; i <= kN; ++i) {
+      if (!(st.Xstable(i) >= 0.0)) return false;
+      double total = st.Xstable(i);
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          total += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+      }
+      if (!(std::fabs(total - st.BulkMoles(i)) <= 2.0 * kLiquidFloor + 1e-9 * bulkTotal))
+        return false;
+    }
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      double moles = 0.0;
+      for (int j = 1; j <= endCount(st.Phaselist(k)); ++j) moles += st.Xstable(++c);
+      if (!(moles > 0.0)) return false;
+    }
+    return true;
+  }
+
+  // A state handed in for another bulk (a column node whose bulk moved) keeps its phases; the
+  // liquid takes up the difference, when no liquid component turns negative by it.
+  void rebalanceIncoming() {
+    const int length = listedLength();
+    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector)
+      return;
+    for (int k = 1; k <= st.PhaseCount; ++k)
+      if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return;
+    std::array<double, kN + 1> liquidNew{};
+    for (int i = 1; i <= kN; ++i) {
+      double solids = 0.0;
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          solids += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+      }
+      liquidNew[static_cast<std::size_t>(i)] = st.BulkMoles(i) - solids;
+      if (!(liquidNew[static_cast<std::size_t>(i)] >= 0.0)) return;
+    }
+    for (int i = 1; i <= kN; ++i) st.Xstable(i) = liquidNew[static_cast<std::size_t>(i)];
+  }
+
   bool probeIncoming() {
     SaturationContext& sat = *m.sat;
     Ncomp = listedLength();
@@ -214,7 +334,9 @@ struct Run {
       const int id = st.Phaselist(k);
       double moles = 0.0;
       for (int j = 1; j <= endCount(id); ++j) moles += st.Xstable(++c);
-      if (!equilibrium::keepsListedPhase(sat.Affinity(id), moles)) return false;
+      if (!(std::fabs(sat.Affinity(id)) <= equilibrium::kResultAffinityLimit) ||
+          moles < equilibrium::kVanishedMoles)
+        return false;
     }
     for (int id = 1; id <= kPhases; ++id) {
       if (listed(id) || sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)))
@@ -247,6 +369,7 @@ struct Run {
     const bool built = MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans,
                                    ctx.ConstraintCount, ctx.ConstraintList);
     CalcHessian(ctx, st, ctx.Hess, ctx.Nhat, Ncomp, T, P);
+    newtonForm(ctx.Nhat);
     int krank = 0;
     HSQP(ctx.Hess, ctx.Gv, ctx.Cmat, ctx.Dvec, ctx.Mc, Ncomp, ctx.machEps, ctx.up, ctx.h, ctx.g,
          ctx.ip, ctx.rnorm, ctx.trial, krank, diag);
@@ -275,7 +398,21 @@ struct Run {
       return Stage::G;
     }
     st.settled = false;  // until this call ends on an assemblage
-    if (st.PhaseCount > 0) {
+    if (st.PhaseCount > 0) rebalanceIncoming();
+    if (st.PhaseCount > 0 && incomingBalanced()) {
+      // A state handed in that keeps mass balance is where the iteration starts, amounts and
+      // all (re-seeding its phases from the liquid threw away what the last call had found).
+      Ncomp = listedLength();
+      for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        for (int j = 1; j <= endCount(id); ++j)
+          ctx.NegOK(++c) = ((id == 4 || id == 5) && j == 1 && !m.activity->ActivityFlags(5)) ||
+                           (id == 7 && j == 5 && !m.activity->ActivityFlags(7));
+      }
+      Count = 2;
+    } else if (st.PhaseCount > 0) {
       for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
       note("SetNhat");
@@ -325,6 +462,10 @@ struct Run {
       double moles = 0.0;
       for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
       if (equilibrium::keepsListedPhase(sat.Affinity(id), moles)) continue;
+      // A phase whose moles the liquid cannot take back (an endmember with a negative
+      // coefficient of a component the liquid is short of) is not dropped at once: the Newton
+      // steps shrink it, bounded at zero, until it can go.
+      if (!liquidCanTakeBack(k)) continue;
       ++ctx.counters.drops;
       polished = false;
       if (id != LastDropped) {
@@ -334,16 +475,19 @@ struct Run {
         // from Xstable, and a vector laid out for the old list would hand each phase behind the
         // dropped one the moles of another phase's endmembers (mass balance lost, negative
         // moles, and the iteration driven far off).  Dropping the last phase moves nothing.
+        // What is left of the phase goes back to the liquid, so that the state keeps mass
+        // balance (dropping it into nothing lost up to a gram of the system).
+        giveBackToLiquid(k, st.Xstable);
         closeUpEntries(k, st.Xstable);
+        // The iteration goes on from the state without the phase (its moles in the liquid);
+        // the other phases keep their amounts and their entries' flags move up with them.
+        closeUpFlags(k);
         removeFromList(k);
-        // The liquid is not restored here: the next step rebuilds it from Xold.
-        for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = 0.0;
-        Ncomp = kN;
+        Ncomp = listedLength();
+        for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
         liquid(ctx.Nhat);
         if (st.PhaseCount > 0) {
           satListed();
-          SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-          note("SetNhat");
           makeGv(ctx.Nhat, false);
           return Stage::E;
         }
@@ -385,9 +529,37 @@ struct Run {
     ++st.PhaseCount;
     ++ctx.counters.adds;
     polished = false;
-    SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
-    note("SetNhat");
+    seedJoining(id);
     return Stage::E;
+  }
+
+  // The state goes on with the phases it holds; only the phase that joins gets entries, at the
+  // end of the vector: 1e-5 mol of its saturation composition (less where a liquid component
+  // would fall below half its distance to the floor), taken from the liquid so that the state
+  // keeps mass balance.  (Seeding every listed phase afresh threw away their amounts and lost
+  // mass balance at each join.)
+  void seedJoining(int id) {
+    Array1<double>& Nhat = ctx.Nhat;
+    const int base = listedLength() - endCount(id);
+    for (int i = 1; i <= base; ++i) Nhat(i) = st.Xstable(i);
+    const SaturationContext& sat = *m.sat;
+    const ActivityContext& act = *m.activity;
+    const int n = endCount(id);
+    double amount = 1e-5;
+    for (int i = 1; i <= kN; ++i) {
+      double need = 0.0;
+      for (int j = 1; j <= n; ++j) need += m.phases.PhaseStoich(id, j, i) * sat.PhaseX(id, j);
+      if (need > 0.0) amount = std::min(amount, 0.5 * std::max(Nhat(i) - kLiquidFloor, 0.0) / need);
+    }
+    for (int j = 1; j <= n; ++j) {
+      const int e = base + j;
+      ctx.NegOK(e) = ((id == 4 || id == 5) && j == 1 && !act.ActivityFlags(5)) ||
+                     (id == 7 && j == 5 && !act.ActivityFlags(7));
+      Nhat(e) = amount * sat.PhaseX(id, j);
+      for (int i = 1; i <= kN; ++i) Nhat(i) -= m.phases.PhaseStoich(id, j, i) * Nhat(e);
+    }
+    Ncomp = base + n;
+    for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
   }
 
   // D. Add the most oversaturated phase that may join.
@@ -487,6 +659,81 @@ struct Run {
     return false;
   }
 
+  // An endmember the saturation state leaves out (PhaseX 0: the liquid cannot build it) has no
+  // column in mass balance, so the quadratic program leaves its entry free; whatever value it
+  // took was carried into the state and read as moles of that endmember, out of nothing (tenths
+  // of a mole near the solidus).  Such entries are held at zero.
+  void zeroAbsentEndmembers(Array1<double>& X) {
+    int c = kN;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= kPhases) continue;
+      for (int j = 1; j <= endCount(id); ++j) {
+        ++c;
+        if (m.sat->PhaseX(id, j) == 0.0) X(c) = 0.0;
+      }
+    }
+  }
+
+  // A liquid component already at its floor whose target lies below the floor would have the
+  // step clamp it there, creating the difference from nothing at every step (the mass balance
+  // of a near-solidus state ran off by tenths of a mole that way).  Such a component is held at
+  // its floor by a constraint and the program solved again, until no target at a floor lies
+  // below it (or the floor repeats mass balance and is let go).  False when a solve failed.
+  bool holdFloorsReached() {
+    std::array<bool, kN + 1> tried{};
+    std::array<bool, kMaxStateVector + 1> heldAtZero{};
+    for (int k = 1; k <= ctx.ConstraintCount; ++k)
+      tried[static_cast<std::size_t>(ctx.ConstraintList(k))] = true;
+    for (int pass = 0; pass < kN + kMaxStateVector; ++pass) {
+      bool added = false;
+      for (int i = 1; i <= kN; ++i) {
+        if (tried[static_cast<std::size_t>(i)] || !(st.BulkMoles(i) > kLiquidFloor)) continue;
+        if (ctx.Xold(i) <= kLiquidFloor * (1.0 + 1e-9) && st.Xstable(i) < kLiquidFloor) {
+          tried[static_cast<std::size_t>(i)] = true;
+          ctx.ConstraintList(++ctx.ConstraintCount) = i;
+          added = true;
+        }
+      }
+      // An endmember at zero whose target is negative likewise: it leaves the program (no
+      // column in mass balance, no coupling in the Hessian) and stays at zero.
+      for (int e = kN + 1; e <= Ncomp; ++e) {
+        const auto ue = static_cast<std::size_t>(e);
+        if (heldAtZero[ue] || ctx.NegOK(e) || ctx.Xold(e) > 0.0 || !(st.Xstable(e) < 0.0)) continue;
+        heldAtZero[ue] = true;
+        added = true;
+      }
+      if (!added) {
+        for (int e = kN + 1; e <= Ncomp; ++e)
+          if (heldAtZero[static_cast<std::size_t>(e)]) st.Xstable(e) = 0.0;
+        return true;
+      }
+      ctx.counters.floorsDropped +=
+          dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
+      ctx.Mc = kN + ctx.ConstraintCount;
+      for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
+      for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+      for (int c = 1; c <= Ncomp; ++c)
+        for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
+      MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
+                  ctx.ConstraintList);
+      for (int i = 1; i <= Ncomp; ++i) {
+        ctx.Gv(i) = ctx.GvCopy(i);
+        for (int j = 1; j <= Ncomp; ++j) ctx.Hess(i, j) = ctx.HessCopy(i, j);
+      }
+      for (int e = kN + 1; e <= Ncomp; ++e) {
+        if (!heldAtZero[static_cast<std::size_t>(e)]) continue;
+        for (int j = 1; j <= Ncomp; ++j) ctx.Hess(e, j) = ctx.Hess(j, e) = 0.0;
+        ctx.Hess(e, e) = 1.0;
+        ctx.Gv(e) = 0.0;
+        for (int r = 1; r <= ctx.Mc; ++r) ctx.Cmat(r, e) = ctx.Ctrans(e, r) = 0.0;
+      }
+      ++ctx.counters.floorResolves;
+      if (!quadraticStep()) return false;
+    }
+    return true;
+  }
+
   // E. One step.
   Stage step() {
     Array1<double>& Nhat = ctx.Nhat;
@@ -515,7 +762,10 @@ struct Run {
     if (Count == 1) {
       for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     } else {
+      newtonForm(Nhat);
       if (!quadraticStep()) return Stage::Done;
+      if (!holdFloorsReached()) return Stage::Done;
+      zeroAbsentEndmembers(st.Xstable);
       double sum = 0.0, xsum = 0.0;
       for (int i = Ncomp; i >= 1; --i) {
         const double d = st.Xstable(i) - Nhat(i);
@@ -541,6 +791,21 @@ struct Run {
         }
       }
     }
+    // No endmember of a phase may be carried below zero by the step (an exchange endmember
+    // of a simple solution excepted): the step stops at 99 % of the way to the first one, so
+    // that a vanishing phase shrinks geometrically until the review drops it, instead of the
+    // clamp resetting it and losing mass balance.
+    bool bounded = false;
+    for (int i = kN + 1; i <= Ncomp; ++i) {
+      if (ctx.NegOK(i) || !(Xold(i) > 0.0) || !(st.Xstable(i) < 0.0)) continue;
+      const double t = 0.99 * Xold(i) / (Xold(i) - st.Xstable(i));
+      if (t < Steplength) {
+        Steplength = t;
+        FloorStep = std::min(FloorStep, t);
+        bounded = true;
+      }
+    }
+    if (bounded) ++ctx.counters.boundedSteps;
     MaxStep = Steplength;
     // 7. The free energy at the start and at the full step, on the potentials of Nhat.
     makeGv(Xold, false);
@@ -591,9 +856,22 @@ struct Run {
       st.Gsystem = 0.0;
       formNhat(Steplength, Clamp::Rule3, false);
     }
+    // The state reached is the state: the review, the exit and the next step start from it, not
+    // from the target of the quadratic program (which may hold negative amounts the step never
+    // reached; judged on the target, the review dropped phases the state still held).
+    for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = Nhat(i);
     progress();
-    // 16. Convergence, exactly so: a system with XNorm of 1 or more only ends by the count.
-    const double tol = (1.0 - XNorm) * 1e-5;
+    // 16. Convergence, free of the system's scale: a step small against the vector (a test on
+    // (1 - XNorm) turned negative for a silica-rich liquid of more than 1 mol per 100 g, which
+    // then ran to the count every time) and every listed phase on the liquid's tangent plane
+    // (its affinity at the top of this step within the result's limit).
+    bool onTangentPlane = true;
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      const int id = st.Phaselist(k);
+      if (id >= 1 && id <= kPhases &&
+          !(std::fabs(m.sat->Affinity(id)) <= equilibrium::kResultAffinityLimit))
+        onTangentPlane = false;
+    }
     if (polishing) {
       ++polishSteps;
       ++ctx.counters.polishSteps;
@@ -606,7 +884,7 @@ struct Run {
       }
       return Stage::B;
     }
-    if (Norm <= tol && Count > 15)
+    if (Norm <= kInnerTolerance * XNorm && onTangentPlane && Count > 15)
       Count = 1;
     else
       ++Count;
@@ -887,31 +1165,11 @@ MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st,
   if (st.ConstantH && missed(st.Hsystem, targetH, kEnthalpyTolerance, "Enthalpy")) return res;
   if (st.ConstantS && missed(st.Ssystem, targetS, kEntropyTolerance, "Entropy")) return res;
   if (st.ConstantV && missed(st.Vsystem, targetV, kVolumeTolerance, "Volume")) return res;
-  for (int k = 1; k <= st.PhaseCount; ++k) {
-    const int id = st.Phaselist(k);
-    if (id < 1 || id > thermo_data::kNumPhases) continue;
-    // Off saturation either way: oversaturated, or undersaturated and so due to dissolve (the
-    // review keeps a phase only within 100 J of saturation).
-    if (!equilibrium::nearSaturation(m.sat->Affinity(id)) && !m.sat->PhaseExcluded(id)) {
-      res.message =
-          "Not equilibrated with saturated phase: " + trimmedText(m.phases.PhaseNames(id));
-      return res;
-    }
-  }
-  // A phase that may precipitate and is oversaturated, left out of the assemblage (a phase that
-  // went more often than it may come back in one call).  Silica, ilmenite and biotite exclude
-  // each other and are not counted against one listed.
-  auto listed = [&](int id) {
-    for (int k = 1; k <= st.PhaseCount; ++k)
-      if (st.Phaselist(k) == id) return true;
-    return false;
-  };
-  for (int id = 1; id <= thermo_data::kNumPhases; ++id) {
-    if (listed(id) || m.sat->PhaseExcluded(id) || !equilibrium::wantsToJoin(m.sat->Affinity(id)))
-      continue;
-    if (equilibrium::excludedByListed(id, listed)) continue;
-    res.message = "Left out oversaturated phase: " + trimmedText(m.phases.PhaseNames(id)) +
-                  ", affinity " + std::to_string(m.sat->Affinity(id)) + " J";
+  // Nothing is called an equilibrium before it passes the check: amounts, mass balance, and
+  // the saturation state of the returned liquid evaluated afresh.
+  res.message = equilibriumFault(ctx, st, T, P);
+  if (!res.message.empty()) {
+    st.settled = false;
     return res;
   }
   res.converged = true;

@@ -30,6 +30,9 @@ inline constexpr double kLiquidFloor = 1e-8;  // Floor: least moles of a liquid 
 inline constexpr double kSolidFloor = 1e-9;   // FloorSolid: least moles of an endmember
 inline constexpr int kMaxSecantPasses = 14;
 inline constexpr int kMaxDropPasses = 20;
+// The inner iteration has converged when its step is below this fraction of the vector's length
+// and every listed phase is within 1 J of saturation.
+inline constexpr double kInnerTolerance = 1e-6;
 // The last steps on a settled assemblage go on until the step is below this fraction of the
 // vector's length, or for at most kMaxPolishSteps steps.
 inline constexpr double kPolishTolerance = 1e-7;
@@ -91,6 +94,8 @@ struct MinimizerCounters {
   int readmissions = 0;         // phases dropped and let back in this call
   int polishSteps = 0;          // steps on the settled assemblage beyond the inner test
   int warmAccepted = 0;         // 1 when the state handed in was returned as it stands
+  int boundedSteps = 0;         // steps shortened so that no endmember goes below zero
+  int floorResolves = 0;        // quadratic steps solved again with a reached floor held
 };
 
 // The working context of one thread: the model it evaluates and the call's work arrays, sized
@@ -188,6 +193,15 @@ double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double
 void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, double& P,
                       int& ErrFlag);
 
+// --- the check of a result --------------------------------------------------------------
+
+// Why the state in `st` is not an equilibrium at T, P, or empty when it is one: its amounts
+// (no negative liquid component, no listed phase of negative or zero amount), mass balance with
+// BulkMoles, every listed phase within kResultAffinityLimit of saturation and no absent phase
+// that may precipitate oversaturated, by the saturation state of the returned liquid evaluated
+// afresh.  Leaves the model's liquid and saturation state at the result.
+std::string equilibriumFault(MinimizerContext& ctx, const MinimizerState& st, double T, double P);
+
 // --- the result for front ends -----------------------------------------------------------
 
 struct MinimizerResult {
@@ -199,9 +213,10 @@ struct MinimizerResult {
 };
 
 // Clears ErrorFlag, runs CalcStablePhases and judges the outcome: not converged when the call
-// reported an error or was halted, when a listed phase is off saturation by 100 J or more, or
-// when the target of a search mode was missed by more than its tolerance, or when a phase that
-// may precipitate is left out although oversaturated by more than 10 J.
+// reported an error or was halted, when the target of a search mode was missed by more than its
+// tolerance, or when the result fails equilibriumFault (amounts, mass balance, every listed
+// phase within 1 J of saturation and none left out oversaturated by more than 10 J, against
+// the returned liquid).
 MinimizerResult solveStableAssemblage(MinimizerContext& ctx, MinimizerState& st, double T,
                                       double P);
 

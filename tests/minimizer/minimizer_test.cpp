@@ -239,7 +239,9 @@ TEST(StableAssemblage, CoolingBasaltCrystallizesInSequence) {
   for (double tc = 1300.0; tc >= 1000.0; tc -= 10.0, ++step) {
     s.T = tc + kC;
     const MinimizerResult r = s.solve();
-    ASSERT_TRUE(r.converged) << tc << " C: " << r.message;
+    ASSERT_TRUE(r.converged) << tc << " C: " << r.message << " inner " << r.counters.innerSteps
+                             << " bounded " << r.counters.boundedSteps << " polish "
+                             << r.counters.polishSteps << " reviews " << r.counters.reviews;
     expectEquilibrium(s, std::to_string(tc) + " C");
     // Liquid and gas together: at 1 bar the gas redissolves a little as the liquid cools.
     double liquid = s.liquidMass();
