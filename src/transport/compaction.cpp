@@ -112,7 +112,7 @@ CompactionVelocities CompactPile(const Column& c, const Settings& s, Port& port)
   // Per node: the solid fraction, the diagonal of the drag plus curvature, and the buoyancy
   // source.
   struct Row {
-    double s, d, q;
+    double solid, d, q;
   };
   auto row = [&](int i) {
     const double sol = 1.0 - phi(i);
@@ -126,22 +126,22 @@ CompactionVelocities CompactPile(const Column& c, const Settings& s, Port& port)
   {
     const Row r = row(b);
     const double dphi = (phi(b + 1) - phi(b)) / c.DeltaX;
-    sup(b) = r.s / dx2 - dphi / (2.0 * c.DeltaX);
+    sup(b) = r.solid / dx2 - dphi / (2.0 * c.DeltaX);
     diag(b) = r.d;
     rhs(b) = -r.q / r.d;
   }
   for (int i = b + 1; i <= t - 1; ++i) {
     const Row r = row(i);
     const double dphi = (phi(i + 1) - phi(i - 1)) / (2.0 * c.DeltaX);
-    const double sub = r.s / dx2 + dphi / (2.0 * c.DeltaX);
-    sup(i) = r.s / dx2 - dphi / (2.0 * c.DeltaX);
+    const double sub = r.solid / dx2 + dphi / (2.0 * c.DeltaX);
+    sup(i) = r.solid / dx2 - dphi / (2.0 * c.DeltaX);
     diag(i) = r.d - sub * sup(i - 1) / diag(i - 1);
     rhs(i) = (-r.q - sub * rhs(i - 1)) / diag(i);
   }
   {
     // Zero gradient at the top: the neighbour above mirrors the one below.
     const Row r = row(t);
-    const double sub = 2.0 * r.s / dx2;
+    const double sub = 2.0 * r.solid / dx2;
     sup(t) = 0.0;
     diag(t) = r.d - sub * sup(t - 1) / diag(t - 1);
     rhs(t) = (-r.q - sub * rhs(t - 1)) / diag(t);
