@@ -89,7 +89,9 @@ TEST(CompactPile, LiquidFluxBalancesMatrixFluxAndTheBaseHolds) {
     const double phi = i <= 8 ? 1.0 - solid[i - 1] : 0.0;
     EXPECT_NEAR(phi * v.VLiq(i) + (1.0 - phi) * v.VSolid(i), 0.0, 1e-12 * std::abs(v.VSolid(8)))
         << "node " << i;
-    if (i > 8) EXPECT_EQ(v.VSolid(i), 0.0);
+    if (i > 8) {
+      EXPECT_EQ(v.VSolid(i), 0.0);
+    }
   }
   EXPECT_LE(v.VSolid(1), 0.0);
   EXPECT_LT(v.VSolid(8), v.VSolid(2));  // the matrix sinks faster towards the top
