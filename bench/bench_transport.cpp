@@ -1,5 +1,5 @@
 // The transport steps of one iteration on a full column: liquid mass diffusion and the node
-// volume correction, 300 nodes, 15 oxides and 40 trace elements.
+// volume correction, the compaction velocities of the pile, 300 nodes, 15 oxides and 40 trace elements.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -8,6 +8,7 @@
 #include "column/column.h"
 #include "column/settings.h"
 #include "transport/adjust_nodes.h"
+#include "transport/compaction.h"
 #include "transport/mass_diffusion.h"
 
 namespace {
@@ -66,6 +67,20 @@ void BM_MassDiffusion(benchmark::State& state) {
   if (diag.ErrorFlag) state.SkipWithError("MassDiffusion failed");
 }
 BENCHMARK(BM_MassDiffusion)->Unit(benchmark::kMicrosecond);
+
+// The whole column is the pile: one tridiagonal solve over 300 nodes.
+void BM_CompactPile(benchmark::State& state) {
+  cx::Settings s;
+  s.setMiscText(cx::misc::kFarfieldThickness, "0");
+  cx::NullPort port;
+  cx::Column c = benchColumn(s);
+  c.PileTop = c.NumNodes * c.DeltaX;
+  for (auto _ : state) {
+    cx::CompactionVelocities v = cx::CompactPile(c, s, port);
+    benchmark::DoNotOptimize(v.VSolid.data());
+  }
+}
+BENCHMARK(BM_CompactPile)->Unit(benchmark::kMicrosecond);
 
 void BM_AdjustNodes(benchmark::State& state) {
   cx::Settings s;
