@@ -140,12 +140,14 @@ std::string vwaterLabel(double vwater, double threshold) {
                                         : formatNumber(perDay, "###0.000000");
 }
 
+double mgNumber(const Array2<double>& ox, int i) {
+  const double mgo = ox(i, 8) / OxideMW[8];
+  const double feo = ox(i, 6) / OxideMW[6];
+  return (mgo + feo) > 0.0 && ox(i, 8) != 0.0 && ox(i, 6) != 0.0 ? mgo / (feo + mgo) : 0.0;
+}
+
 void refreshInitialProfiles(Column& c) {
-  auto mg = [](const Array2<double>& ox, int i) {
-    const double mgo = ox(i, 8) / OxideMW[8];
-    const double feo = ox(i, 6) / OxideMW[6];
-    return (mgo + feo) > 0.0 && ox(i, 8) != 0.0 && ox(i, 6) != 0.0 ? mgo / (feo + mgo) : 0.0;
-  };
+  const auto mg = mgNumber;
   for (int i = 1; i <= c.NumNodes; ++i) {
     c.InitFLiq(i) = c.FLiq(i);
     c.InitLiqVisc(i) = c.LiqVisc(i);

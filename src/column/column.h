@@ -126,6 +126,10 @@ double vaporVelocity(const Column& column, const Settings& settings, VaporVeloci
 // The label of the gas velocity: V(water) per day, "scientific" at or below `threshold`.
 std::string vwaterLabel(double vwater, double threshold);
 
+// The molar Mg/(Mg + Fe2+) of row `node` of an oxide table (wt %, MgO and FeO columns), as a
+// fraction; 0 when either oxide is absent.
+double mgNumber(const Array2<double>& oxides, int node);
+
 // Refreshes the initial-profile copies (the red reference curves of the plots) from the present
 // state.
 void refreshInitialProfiles(Column& column);
