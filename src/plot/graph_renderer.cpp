@@ -3,6 +3,7 @@
 #include <QFontMetrics>
 #include <QPolygonF>
 
+#include <algorithm>
 #include <array>
 
 namespace cx::plot {
@@ -21,6 +22,13 @@ const std::array<QColor, 10> kCurveColours = {
 
 }  // namespace
 
+QRect graphFrame(const QRect& rect, const QFontMetrics& metrics) {
+  // A line for the title above, two for the bounds and the axis text below.
+  const int line = metrics.height();
+  return QRect(rect.left() + 4, rect.top() + line + 2, rect.width() - 8,
+               rect.height() - 3 * line - 6);
+}
+
 void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphModel& model,
                 const QString& title) {
   painter.save();
@@ -29,9 +37,7 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
   const int line = fm.height();
   painter.setPen(Qt::black);
   painter.drawText(QRect(rect.left(), rect.top(), rect.width(), line), Qt::AlignHCenter, title);
-  // The frame leaves a line for the title above and two for the bounds and axis text below.
-  const QRect frame(rect.left() + 4, rect.top() + line + 2, rect.width() - 8,
-                    rect.height() - 3 * line - 6);
+  const QRect frame = graphFrame(rect, fm);
   painter.drawRect(frame);
   if (!model.drawn) {
     painter.drawText(frame.adjusted(4, 4, -4, -4), Qt::AlignCenter | Qt::TextWordWrap,
@@ -84,11 +90,16 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
     painter.drawPolyline(poly);
   };
   if (model.multiCurve) {
+    // The names stand at the frame's upper right, as wide as the longest needs.
+    int legendWidth = 0;
+    for (const auto& c : model.curves)
+      legendWidth = std::max(legendWidth, fm.horizontalAdvance(QString::fromStdString(c.name)));
+    const double legendLeft = frame.right() - 4 - std::min(legendWidth, frame.width() - 8);
     for (std::size_t k = 0; k < model.curves.size(); ++k) {
       const QColor colour = kCurveColours[k % kCurveColours.size()];
       painter.setPen(QPen(colour, 1.5));
       curve(model.curves[k].values);
-      painter.drawText(QPointF(frame.right() - 90, frame.top() + line * static_cast<double>(k + 1)),
+      painter.drawText(QPointF(legendLeft, frame.top() + line * static_cast<double>(k + 1)),
                        QString::fromStdString(model.curves[k].name));
     }
   } else {
