@@ -2,7 +2,6 @@
 
 #include <QFontMetrics>
 #include <QPolygonF>
-
 #include <algorithm>
 #include <array>
 
@@ -16,7 +15,7 @@ QString boundText(double v, plotmodel::BoundFormat format) {
 
 // Distinct colours for the curves of phases, endmembers and gas components.
 const std::array<QColor, 10> kCurveColours = {
-    QColor(0, 0, 0),     QColor(200, 0, 0),   QColor(0, 0, 200),  QColor(0, 140, 0),
+    QColor(0, 0, 0),     QColor(200, 0, 0),   QColor(0, 0, 200),   QColor(0, 140, 0),
     QColor(200, 120, 0), QColor(140, 0, 160), QColor(0, 150, 150), QColor(120, 80, 40),
     QColor(230, 0, 160), QColor(90, 90, 90)};
 
@@ -54,9 +53,9 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
     return frame.bottom() - (height != 0.0 ? (h - model.bottom) / height : 0.5) * frame.height();
   };
   const double dx = model.bottom;  // DeltaX: node i stands at i * DeltaX
-  const int nodes = static_cast<int>(model.multiCurve
-                                         ? (model.curves.empty() ? 0 : model.curves[0].values.size())
-                                         : model.Yvec.size());
+  const int nodes =
+      static_cast<int>(model.multiCurve ? (model.curves.empty() ? 0 : model.curves[0].values.size())
+                                        : model.Yvec.size());
 
   // Bounds and axis text under the frame.
   const int textTop = frame.bottom() + 2;
