@@ -98,9 +98,12 @@ std::optional<ImageFormat> imageFormatOf(const std::filesystem::path& file) {
 
 const char* extensionOf(ImageFormat format) {
   switch (format) {
-    case ImageFormat::Png: return ".png";
-    case ImageFormat::Svg: return ".svg";
-    case ImageFormat::Pdf: return ".pdf";
+    case ImageFormat::Png:
+      return ".png";
+    case ImageFormat::Svg:
+      return ".svg";
+    case ImageFormat::Pdf:
+      return ".pdf";
   }
   return "";
 }
@@ -151,8 +154,7 @@ std::string writeFigure(const std::filesystem::path& file, ImageFormat format, Q
       writer.setCreator("Cumulex");
       QPainter painter;
       if (!painter.begin(&writer)) return "the PDF document could not be started";
-      paintFigure(painter, QRect(0, 0, writer.width(), writer.height()), column, requests,
-                  title);
+      paintFigure(painter, QRect(0, 0, writer.width(), writer.height()), column, requests, title);
       painter.end();
       break;
     }

@@ -106,7 +106,8 @@ bool chooseGraphs(const PlotOptions& o, const Settings& settings,
     const Settings defaults;
     for (int k = 1; k <= 4; ++k) {
       const std::string& saved = settings.GraphSelect[static_cast<std::size_t>(k)];
-      names.push_back(isProperty(saved) ? saved : defaults.GraphSelect[static_cast<std::size_t>(k)]);
+      names.push_back(isProperty(saved) ? saved
+                                        : defaults.GraphSelect[static_cast<std::size_t>(k)]);
     }
   }
   requests.assign(names.size(), plotmodel::GraphRequest{});
@@ -146,8 +147,8 @@ bool readSize(const std::string& text, QSize& size) {
   const auto x = text.find_first_of("xX");
   double w = 0.0, h = 0.0;
   if (x == std::string::npos || !parseNumber(text.substr(0, x), w) ||
-      !parseNumber(text.substr(x + 1), h) || w != std::floor(w) || h != std::floor(h) ||
-      w < 200 || h < 150 || w > 10000 || h > 10000) {
+      !parseNumber(text.substr(x + 1), h) || w != std::floor(w) || h != std::floor(h) || w < 200 ||
+      h < 150 || w > 10000 || h > 10000) {
     fail("--size takes WIDTHxHEIGHT in pixels, 200x150 to 10000x10000, not '" + excerpt(text) +
          "'");
     return false;
@@ -192,10 +193,12 @@ int plotCommand(const PlotOptions& o) {
   int oxide = indexOf(OxideNames, kOxides, oxideName);
   int trace = indexOf(TraceNames, kTraces, traceName);
   if (oxide == 0 && !o.oxide.empty())
-    return fail("--oxide: '" + excerpt(o.oxide) + "' is not an oxide of the column (SiO2, TiO2, "
+    return fail("--oxide: '" + excerpt(o.oxide) +
+                "' is not an oxide of the column (SiO2, TiO2, "
                 "Al2O3, ..., MgO, ...)");
   if (trace == 0 && !o.trace.empty())
-    return fail("--trace: '" + excerpt(o.trace) + "' is not a trace element of the column (La, "
+    return fail("--trace: '" + excerpt(o.trace) +
+                "' is not a trace element of the column (La, "
                 "Ce, ...)");
   if (oxide == 0) oxide = 8;  // a setup naming no known oxide: MgO
   if (trace == 0) trace = 1;
@@ -240,8 +243,8 @@ int plotCommand(const PlotOptions& o) {
     const auto r = parseIteration(text, file.string(), wanted, *column);
     if (!r.ok) return fail(r.message);
     if (!r.note.empty()) std::cerr << "cumulex plot: note: " << r.note << '\n';
-    const std::string problem =
-        plot::writeFigure(out, *format, size, *column, requests, plot::figureTitle(*column, setupName));
+    const std::string problem = plot::writeFigure(out, *format, size, *column, requests,
+                                                  plot::figureTitle(*column, setupName));
     if (!problem.empty()) {
       std::cerr << "cumulex plot: " << problem << '\n';
       return 1;
@@ -285,9 +288,9 @@ void addPlotCommand(CLI::App& app, int& exitCode) {
   auto* plot = app.add_subcommand(
       "plot", "Draw the graphs of a saved iteration to a PNG, SVG or PDF file (no display needed)");
   plot->add_option("dir", o->dir, "Working folder of a run")->required();
-  auto* iteration = plot->add_option("--iteration", o->iteration,
-                                     "Iteration to draw (default: the last saved)")
-                        ->check(CLI::Range(0, kMaxIteration));
+  auto* iteration =
+      plot->add_option("--iteration", o->iteration, "Iteration to draw (default: the last saved)")
+          ->check(CLI::Range(0, kMaxIteration));
   plot->add_flag("--all-iterations", o->allIterations,
                  "One picture per saved iteration into the folder given to --out")
       ->excludes(iteration);
@@ -298,9 +301,11 @@ void addPlotCommand(CLI::App& app, int& exitCode) {
   plot->add_option("--bounds", o->bounds,
                    "GRAPH=LOWER:UPPER typed bounds of a graph's value axis (repeatable)")
       ->allow_extra_args(false);  // one value each time, so the folder is never taken for one
-  plot->add_option("--out", o->out, "Picture file (.png, .svg, .pdf), or folder with --all-iterations")
+  plot->add_option("--out", o->out,
+                   "Picture file (.png, .svg, .pdf), or folder with --all-iterations")
       ->required();
-  plot->add_option("--format", o->format, "Format of the pictures of --all-iterations (png, svg, pdf)");
+  plot->add_option("--format", o->format,
+                   "Format of the pictures of --all-iterations (png, svg, pdf)");
   plot->add_option("--size", o->size, "Picture size WIDTHxHEIGHT in pixels (default 1600x900)");
   plot->callback([o, &exitCode] { exitCode = plotCommand(*o); });
 }
