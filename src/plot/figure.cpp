@@ -42,8 +42,12 @@ QString graphTitle(const plotmodel::GraphRequest& request) {
 QString figureTitle(const Column& column, const QString& setupName) {
   const bool years = column.TotalTime > kSecondsPerYear;
   const double time = column.TotalTime / (years ? kSecondsPerYear : kSecondsPerDay);
+  // The graphs have no height scale of their own: the title says how the column is cut.
   return setupName + "    Iteration " + QString::number(column.Iteration) + "    Model time " +
-         QString::fromStdString(formatNumber(time, "0.0000")) + (years ? " years" : " days");
+         QString::fromStdString(formatNumber(time, "0.0000")) + (years ? " years" : " days") +
+         "    " + QString::number(column.NumNodes) + " nodes of " +
+         QString::fromStdString(formatNumber(column.DeltaX / 100.0, "General Number")) +
+         " m, top up";
 }
 
 QFont figureFont(const QRect& rect) {

@@ -21,7 +21,7 @@ namespace cx::plot {
 // The graph's own title: the property, with the oxide or trace element it shows.
 QString graphTitle(const plotmodel::GraphRequest& request);
 
-// "name   Iteration N   Model time X days" (years above one year).
+// "name    Iteration N    Model time X days    20 nodes of 5 m, top up" (years above one year).
 QString figureTitle(const Column& column, const QString& setupName);
 
 // The font of a figure drawn into `rect`: it grows with the picture, so that large pictures

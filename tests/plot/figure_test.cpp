@@ -55,11 +55,14 @@ QByteArray readAll(const QString& file) {
 
 TEST(Figure, TitlesNameTheStateAndTheChosenOxideOrElement) {
   const Column c = coolingColumn();
-  EXPECT_EQ(figureTitle(c, "run [CXsetup.cxd]"),
-            QString("run [CXsetup.cxd]    Iteration 42    Model time 3.0000 years"));
+  EXPECT_EQ(
+      figureTitle(c, "run [CXsetup.cxd]"),
+      QString("run [CXsetup.cxd]    Iteration 42    Model time 3.0000 years    60 nodes of 0.5 m, "
+              "top up"));
   Column young = c;
   young.TotalTime = 1.5 * kSecondsPerDay;
-  EXPECT_EQ(figureTitle(young, "x"), QString("x    Iteration 42    Model time 1.5000 days"));
+  EXPECT_EQ(figureTitle(young, "x"),
+            QString("x    Iteration 42    Model time 1.5000 days    60 nodes of 0.5 m, top up"));
   plotmodel::GraphRequest r;
   r.property = "Oxide wt % - Bulk";
   r.oxide = 1;
@@ -164,8 +167,9 @@ TEST(Figure, SvgHoldsTheTitlesAndAxisTexts) {
   const QString svg = QString::fromUtf8(readAll(file));
   EXPECT_TRUE(svg.startsWith("<?xml"));
   EXPECT_TRUE(svg.contains("width=\"1600\""));
-  for (const char* text : {"°C", "Liquid Fraction", "Mass - Phases", "Oxide wt % - Liquid: MgO",
-                           "basalt [CXsetup.cxd]    Iteration 42    Model time 3.0000 years"})
+  for (const char* text :
+       {"°C", "Liquid Fraction", "Mass - Phases", "Oxide wt % - Liquid: MgO",
+        "basalt [CXsetup.cxd]    Iteration 42    Model time 3.0000 years    60 nodes of 0.5 m"})
     EXPECT_TRUE(svg.contains(QString::fromUtf8(text).toHtmlEscaped())) << text;
   // The phases' names are listed beside their curves.
   EXPECT_TRUE(svg.contains(QString::fromUtf8(std::string(PhaseNames[1]).c_str())));
