@@ -95,9 +95,16 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
       legendWidth = std::max(legendWidth, fm.horizontalAdvance(QString::fromStdString(c.name)));
     const double legendLeft = frame.right() - 4 - std::min(legendWidth, frame.width() - 8);
     for (std::size_t k = 0; k < model.curves.size(); ++k) {
-      const QColor colour = kCurveColours[k % kCurveColours.size()];
-      painter.setPen(QPen(colour, 1.5));
+      painter.setPen(QPen(kCurveColours[k % kCurveColours.size()], 1.5));
       curve(model.curves[k].values);
+    }
+    // The names over the curves, on a veil that keeps them legible where curves pass.
+    if (!model.curves.empty())
+      painter.fillRect(QRectF(legendLeft - 2, frame.top() + 2, legendWidth + 4,
+                              line * static_cast<double>(model.curves.size()) + fm.descent() + 1),
+                       QColor(255, 255, 255, 200));
+    for (std::size_t k = 0; k < model.curves.size(); ++k) {
+      painter.setPen(kCurveColours[k % kCurveColours.size()]);
       painter.drawText(QPointF(legendLeft, frame.top() + line * static_cast<double>(k + 1)),
                        QString::fromStdString(model.curves[k].name));
     }
