@@ -20,6 +20,7 @@ cx::Column filledColumn() {
     c.LiqOx(i, 6) = 8.0;
     for (int k = 1; k <= cx::kPhaseOrderSize; ++k) c.PhaseMass(i, k) = 10.0 * k;
   }
+  for (int k = 1; k <= cx::kPhaseOrderSize; ++k) c.PhaseOrder(k) = k;  // ten phases present
   c.TopNode = 120;
   return c;
 }

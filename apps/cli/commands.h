@@ -17,5 +17,8 @@ void addSaturationCommand(CLI::App& app, int& exitCode);   // saturation: affini
 void addLiquidusCommand(CLI::App& app, int& exitCode);     // liquidus: first phase to saturate
 void addEquilibrateCommand(CLI::App& app, int& exitCode);  // equilibrate: stable assemblage
 void addPartitionCommand(CLI::App& app, int& exitCode);    // partition: coefficients, preset
+#ifdef CUMULEX_PLOT_COMMAND
+void addPlotCommand(CLI::App& app, int& exitCode);  // plot: the graphs to PNG, SVG, PDF (Qt builds)
+#endif
 
 }  // namespace cx::cli

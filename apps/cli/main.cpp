@@ -14,6 +14,9 @@ int main(int argc, char** argv) {
   cx::cli::addLiquidusCommand(app, exitCode);
   cx::cli::addEquilibrateCommand(app, exitCode);
   cx::cli::addPartitionCommand(app, exitCode);
+#ifdef CUMULEX_PLOT_COMMAND
+  cx::cli::addPlotCommand(app, exitCode);
+#endif
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

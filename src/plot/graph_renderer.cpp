@@ -2,7 +2,7 @@
 
 #include <QFontMetrics>
 #include <QPolygonF>
-
+#include <algorithm>
 #include <array>
 
 namespace cx::plot {
@@ -15,11 +15,18 @@ QString boundText(double v, plotmodel::BoundFormat format) {
 
 // Distinct colours for the curves of phases, endmembers and gas components.
 const std::array<QColor, 10> kCurveColours = {
-    QColor(0, 0, 0),     QColor(200, 0, 0),   QColor(0, 0, 200),  QColor(0, 140, 0),
+    QColor(0, 0, 0),     QColor(200, 0, 0),   QColor(0, 0, 200),   QColor(0, 140, 0),
     QColor(200, 120, 0), QColor(140, 0, 160), QColor(0, 150, 150), QColor(120, 80, 40),
     QColor(230, 0, 160), QColor(90, 90, 90)};
 
 }  // namespace
+
+QRect graphFrame(const QRect& rect, const QFontMetrics& metrics) {
+  // A line for the title above, two for the bounds and the axis text below.
+  const int line = metrics.height();
+  return QRect(rect.left() + 4, rect.top() + line + 2, rect.width() - 8,
+               rect.height() - 3 * line - 6);
+}
 
 void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphModel& model,
                 const QString& title) {
@@ -29,9 +36,7 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
   const int line = fm.height();
   painter.setPen(Qt::black);
   painter.drawText(QRect(rect.left(), rect.top(), rect.width(), line), Qt::AlignHCenter, title);
-  // The frame leaves a line for the title above and two for the bounds and axis text below.
-  const QRect frame(rect.left() + 4, rect.top() + line + 2, rect.width() - 8,
-                    rect.height() - 3 * line - 6);
+  const QRect frame = graphFrame(rect, fm);
   painter.drawRect(frame);
   if (!model.drawn) {
     painter.drawText(frame.adjusted(4, 4, -4, -4), Qt::AlignCenter | Qt::TextWordWrap,
@@ -48,9 +53,9 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
     return frame.bottom() - (height != 0.0 ? (h - model.bottom) / height : 0.5) * frame.height();
   };
   const double dx = model.bottom;  // DeltaX: node i stands at i * DeltaX
-  const int nodes = static_cast<int>(model.multiCurve
-                                         ? (model.curves.empty() ? 0 : model.curves[0].values.size())
-                                         : model.Yvec.size());
+  const int nodes =
+      static_cast<int>(model.multiCurve ? (model.curves.empty() ? 0 : model.curves[0].values.size())
+                                        : model.Yvec.size());
 
   // Bounds and axis text under the frame.
   const int textTop = frame.bottom() + 2;
@@ -84,11 +89,23 @@ void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphMode
     painter.drawPolyline(poly);
   };
   if (model.multiCurve) {
+    // The names stand at the frame's upper right, as wide as the longest needs.
+    int legendWidth = 0;
+    for (const auto& c : model.curves)
+      legendWidth = std::max(legendWidth, fm.horizontalAdvance(QString::fromStdString(c.name)));
+    const double legendLeft = frame.right() - 4 - std::min(legendWidth, frame.width() - 8);
     for (std::size_t k = 0; k < model.curves.size(); ++k) {
-      const QColor colour = kCurveColours[k % kCurveColours.size()];
-      painter.setPen(QPen(colour, 1.5));
+      painter.setPen(QPen(kCurveColours[k % kCurveColours.size()], 1.5));
       curve(model.curves[k].values);
-      painter.drawText(QPointF(frame.right() - 90, frame.top() + line * static_cast<double>(k + 1)),
+    }
+    // The names over the curves, on a veil that keeps them legible where curves pass.
+    if (!model.curves.empty())
+      painter.fillRect(QRectF(legendLeft - 2, frame.top() + 2, legendWidth + 4,
+                              line * static_cast<double>(model.curves.size()) + fm.descent() + 1),
+                       QColor(255, 255, 255, 200));
+    for (std::size_t k = 0; k < model.curves.size(); ++k) {
+      painter.setPen(kCurveColours[k % kCurveColours.size()]);
+      painter.drawText(QPointF(legendLeft, frame.top() + line * static_cast<double>(k + 1)),
                        QString::fromStdString(model.curves[k].name));
     }
   } else {

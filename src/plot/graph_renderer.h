@@ -2,6 +2,7 @@
 // widgets, PNG images, SVG and PDF files and the printer all show the same picture.
 #pragma once
 
+#include <QFontMetrics>
 #include <QPainter>
 #include <QRect>
 #include <QString>
@@ -16,5 +17,10 @@ namespace cx::plot {
 // drawn shows its note instead.
 void paintGraph(QPainter& painter, const QRect& rect, const plotmodel::GraphModel& model,
                 const QString& title);
+
+// The frame of the graph within `rect` as paintGraph draws it with the font of `metrics`: a line
+// for the title above, two for the bounds and the axis text below.  The value axis runs from
+// `Vmin` at its left to `Vmax` at its right, the column from `top` at its top to `bottom`.
+QRect graphFrame(const QRect& rect, const QFontMetrics& metrics);
 
 }  // namespace cx::plot

@@ -12,10 +12,20 @@ constexpr std::array<std::string_view, 7> kGasComponentNames = {"",    "H2O", "C
                                                                 "SO2", "CO",  "CH4"};
 
 // A per-node array may be undimensioned (a column never run): such nodes read as 0.
-double at(const Array1<double>& a, int i) { return a.contains(i) ? a(i) : 0.0; }
-double at(const Array2<double>& a, int i, int j) {
-  return i >= a.rowLo() && i <= a.rowHi() && j >= a.colLo() && j <= a.colHi() && !a.empty() ? a(i, j) : 0.0;
+double at(const Array1<double>& a, int i) {
+  return a.contains(i) ? a(i) : 0.0;
 }
+double at(const Array2<double>& a, int i, int j) {
+  return i >= a.rowLo() && i <= a.rowHi() && j >= a.colLo() && j <= a.colHi() && !a.empty()
+             ? a(i, j)
+             : 0.0;
+}
+// The column holds densities in grams per J/bar of volume (1 J/bar = 10 cm3), ten times their
+// value in g/cm3, the unit the graphs show.
+double gcm3(double gramsPerJoulePerBar) {
+  return gramsPerJoulePerBar / 10.0;
+}
+
 double mgAt(const Array2<double>& ox, int i) {
   return i >= ox.rowLo() && i <= ox.rowHi() && !ox.empty() ? mgNumber(ox, i) : 0.0;
 }
@@ -60,21 +70,25 @@ bool fillSingle(const Column& c, const GraphRequest& r, GraphModel& m) {
     plain(c.MassWater, c.InitMassWater);
   } else if (p == "Density - Liquid & Solid") {
     m.axisText = "g/cm3; red = liquid";
-    plain(c.RhoSolid, c.RhoLiq);
+    pair([&](int i) { return gcm3(at(c.RhoSolid, i)); },
+         [&](int i) { return gcm3(at(c.RhoLiq, i)); });
   } else if (p == "Density - Liquid") {
     m.axisText = "g/cm3";
-    plain(c.RhoLiq, c.InitRhoLiq);
+    pair([&](int i) { return gcm3(at(c.RhoLiq, i)); },
+         [&](int i) { return gcm3(at(c.InitRhoLiq, i)); });
   } else if (p == "Density - Solid") {
-    plain(c.RhoSolid, c.InitRhoSolid);
+    pair([&](int i) { return gcm3(at(c.RhoSolid, i)); },
+         [&](int i) { return gcm3(at(c.InitRhoSolid, i)); });
   } else if (p == "Density - Bulk") {
     // Liquid and solid volumes add: the bulk density is the mass-weighted harmonic mean.
     auto bulk = [](double f, double rl, double rs) {
-      const double v = (f > 0.0 && rl > 0.0 ? f / rl : 0.0) +
-                       (f < 1.0 && rs > 0.0 ? (1.0 - f) / rs : 0.0);
-      return v > 0.0 ? 1.0 / v : 0.0;
+      const double v =
+          (f > 0.0 && rl > 0.0 ? f / rl : 0.0) + (f < 1.0 && rs > 0.0 ? (1.0 - f) / rs : 0.0);
+      return v > 0.0 ? gcm3(1.0 / v) : 0.0;
     };
-    pair([&](int i) { return bulk(at(c.FLiq, i), at(c.RhoLiq, i), at(c.RhoSolid, i)); },
-         [&](int i) { return bulk(at(c.InitFLiq, i), at(c.InitRhoLiq, i), at(c.InitRhoSolid, i)); });
+    pair(
+        [&](int i) { return bulk(at(c.FLiq, i), at(c.RhoLiq, i), at(c.RhoSolid, i)); },
+        [&](int i) { return bulk(at(c.InitFLiq, i), at(c.InitRhoLiq, i), at(c.InitRhoSolid, i)); });
   } else if (p == "Viscosity - Liquid") {
     m.axisText = "log (Poise)";
     plain(c.LiqVisc, c.InitLiqVisc);
@@ -82,7 +96,8 @@ bool fillSingle(const Column& c, const GraphRequest& r, GraphModel& m) {
     m.axisText = "J/g-C";
     plain(c.STotal, c.InitSTotal);
   } else if (p == "Oxide wt % - Bulk") {
-    pair([&](int i) { return at(c.BulkOx, i, ox); }, [&](int i) { return at(c.InitBulkOx, i, ox); });
+    pair([&](int i) { return at(c.BulkOx, i, ox); },
+         [&](int i) { return at(c.InitBulkOx, i, ox); });
   } else if (p == "Oxide wt % - Liquid") {
     pair([&](int i) { return at(c.LiqOx, i, ox); }, [&](int i) { return at(c.InitLiqOx, i, ox); });
   } else if (p == "Oxide wt % - Solid") {
@@ -142,11 +157,12 @@ bool fillMulti(const Column& c, const GraphRequest& r, GraphModel& m) {
       m.curves.push_back(std::move(curve));
   };
   if (p == "Mass - Phases") {
+    // The masses are cumulative in the order of PhaseOrder, so that each curve is the upper edge
+    // of its phase's band; a place no phase holds repeats the one before and is not drawn.
     for (int k = 1; k <= kPhaseOrderSize; ++k) {
       const int phase = c.PhaseOrder.contains(k) ? c.PhaseOrder(k) : 0;
-      add(phase >= 1 && phase <= kPhases ? std::string(PhaseNames[static_cast<std::size_t>(phase)])
-                                         : "phase " + std::to_string(k),
-          c.PhaseMass, k);
+      if (phase >= 1 && phase <= kPhases)
+        add(std::string(PhaseNames[static_cast<std::size_t>(phase)]), c.PhaseMass, k);
     }
   } else if (p == "Mineral Compositions") {
     m.axisText = "% ";

@@ -141,6 +141,41 @@ void TestDesktop::sessionOfThePetrologist() {
       QCOMPARE(shown->FLiq(i), c.FLiq(i));
     }
   }
+  // The curves the graphs draw hold the column's values, node by node: temperatures in °C over
+  // the initial ones, the liquid fraction, MgO of the liquid, and one curve per phase present.
+  QCOMPARE(w.graph(1)->choice().property, QString("Temperature"));
+  QCOMPARE(w.graph(2)->choice().property, QString("Liquid Fraction"));
+  QCOMPARE(w.graph(3)->choice().property, QString("Oxide wt % - Liquid"));
+  QCOMPARE(w.graph(4)->choice().property, QString("Mass - Phases"));
+  const auto near = [](double a, double b) {
+    return std::abs(a - b) <= 1e-5 * (1.0 + std::abs(b));
+  };
+  const auto& temperature = w.graph(1)->canvas()->model();
+  const auto& liquid = w.graph(2)->canvas()->model();
+  const auto& mgo = w.graph(3)->canvas()->model();
+  const auto& phases = w.graph(4)->canvas()->model();
+  QVERIFY(temperature.drawn && liquid.drawn && mgo.drawn && phases.drawn);
+  QCOMPARE(temperature.Yvec.size(), std::size_t(c.NumNodes));
+  QCOMPARE(QString::fromStdString(temperature.axisText), QString::fromUtf8("°C"));
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    const auto at = static_cast<std::size_t>(i - 1);
+    QVERIFY(near(temperature.Yvec[at], c.Temp(i) - 273.15));
+    QVERIFY(near(temperature.Y0vec[at], c.InitT(i) - 273.15));
+    QVERIFY(near(liquid.Yvec[at], c.FLiq(i)));
+    QVERIFY(near(mgo.Yvec[at], c.LiqOx(i, 8)));
+    // Every value lies within the drawn value axis.
+    QVERIFY(temperature.Vmin <= temperature.Yvec[at] && temperature.Yvec[at] <= temperature.Vmax);
+  }
+  for (const auto& curve : phases.curves) {
+    int k = 0;  // the phase's place in PhaseOrder, found by its name
+    for (int j = 1; j <= kPhaseOrderSize; ++j)
+      if (c.PhaseOrder(j) >= 1 &&
+          PhaseNames[static_cast<std::size_t>(c.PhaseOrder(j))] == curve.name)
+        k = j;
+    QVERIFY2(k > 0, curve.name.c_str());
+    for (int i = 1; i <= c.NumNodes; ++i)
+      QVERIFY(near(curve.values[static_cast<std::size_t>(i - 1)], c.PhaseMass(i, k)));
+  }
 
   // A halt during the fourth iteration, clicked while the run is at a turn of that iteration:
   // the run stops at that turn, and the output file ends on the whole block of iteration 3.
@@ -160,7 +195,8 @@ void TestDesktop::sessionOfThePetrologist() {
   QCOMPARE(listIterations(out), std::vector<int>({0, 1, 2, 3}));
   QCOMPARE(lastCompleteIteration(out, "CXoutput.txt", w.column()), 3);
   QVERIFY(out.size() >= 2 && out.substr(out.size() - 2) == "\r\n");
-  // The halt discards the iteration it interrupted: the column is the state of the last whole block.
+  // The halt discards the iteration it interrupted: the column is the state of the last whole
+  // block.
   QCOMPARE(w.column().Iteration, 3);
   QCOMPARE(w.statusText(), QString("Calculation Aborted."));
   QVERIFY(!w.command("CmdStart")->isEnabled());  // after a halt until another command
@@ -170,8 +206,9 @@ void TestDesktop::sessionOfThePetrologist() {
   w.loadIterationField()->setText("2");
   w.command("cmdLoadLastIteration")->trigger();
   QVERIFY(!s.questions.isEmpty());
-  QVERIFY(s.questions.last().startsWith("Do you wish to load and reset the output file to "
-                                        "iteration: 2?"));
+  QVERIFY(
+      s.questions.last().startsWith("Do you wish to load and reset the output file to "
+                                    "iteration: 2?"));
   QCOMPARE(w.column().Iteration, 2);
   QCOMPARE(listIterations(s.output()), std::vector<int>({0, 1, 2}));
   QCOMPARE(w.labelText("lblIteration"), QString("2"));
@@ -191,10 +228,19 @@ void TestDesktop::sessionOfThePetrologist() {
   w.show();
   GraphCanvas* canvas = w.graph(1)->canvas();
   QVERIFY(QTest::qWaitForWindowExposed(&w));
-  QTest::mouseMove(canvas, QPoint(canvas->width() / 2, canvas->height() / 2));
+  const QRect frame = canvas->plotFrame();
+  QVERIFY(frame.height() > 20 && frame.width() > 20);
+  QTest::mouseMove(canvas, QPoint(frame.center().x(), frame.top() + frame.height() / 2));
   QTRY_VERIFY(w.findChild<QLabel*>("lblGraphPointer")->text().startsWith("Node: 10  X: "));
-  QTest::mouseMove(canvas, QPoint(canvas->width() / 2, 0));
+  QTest::mouseMove(canvas, QPoint(frame.center().x(), frame.top()));
   QTRY_VERIFY(w.findChild<QLabel*>("lblGraphPointer")->text().startsWith("Node: 20  X: "));
+  // At the frame's left edge the value read is the lower bound of the value axis, and at the
+  // top the height is the column's length.
+  QTest::mouseMove(canvas, QPoint(frame.left(), frame.top()));
+  const auto& shownModel = canvas->model();
+  QTRY_COMPARE(w.findChild<QLabel*>("lblGraphPointer")->text(),
+               "Node: 20  X: " + QString::fromStdString(formatNumber(shownModel.Vmin, "fixed")) +
+                   "  Y: " + QString::fromStdString(formatNumber(shownModel.top, "fixed")));
 
   // The print painting reaches a PDF file.
   const QString pdf = s.dir.filePath("graphs.pdf");
@@ -252,8 +298,9 @@ void TestDesktop::badSetupFileChangesNothing() {
   const int nodes = w.column().NumNodes;
   const QString title = w.windowTitle();
   const QString bad = s.dir.filePath("broken.cxd");
-  QVERIFY(writeFileAtomically(bad.toStdString(), "Data from reaction-transport program\r\nTrue, "
-                                                 "False\r\nnot a number\r\n"));
+  QVERIFY(writeFileAtomically(bad.toStdString(),
+                              "Data from reaction-transport program\r\nTrue, "
+                              "False\r\nnot a number\r\n"));
   w.openSetupFile(bad);
   QCOMPARE(s.messages.size(), 1);
   QVERIFY(s.messages.first().contains("broken.cxd"));
@@ -319,7 +366,8 @@ void TestDesktop::activityOptions() {
   OptionsDialog& o = w.optionsDialog();
   o.updateDisplay();
   QVERIFY(!o.phaseBox(1)->isEnabled());
-  QCOMPARE(o.phaseBox(1)->toolTip(), QString("This phase uses a fixed activity model: no options."));
+  QCOMPARE(o.phaseBox(1)->toolTip(),
+           QString("This phase uses a fixed activity model: no options."));
   QVERIFY(OptionsDialog::detailsText(2).contains("\n  If unchecked, Plagioclase and Kspar"));
   // The quadrilateral pyroxenes: neither pyroxene is simple; the feldspar box sets both
   // feldspars; Cancel changes nothing, OK applies.

@@ -19,8 +19,8 @@ Column handColumn(int nodes = 3) {
     c.Temp(i) = 1473.15 - 100.0 * i;  // 1100, 1000, 900 °C upward
     c.InitT(i) = 1473.15;             // 1200 °C everywhere at the start
     c.FLiq(i) = 0.5;
-    c.RhoLiq(i) = 2.5;
-    c.RhoSolid(i) = 3.0;
+    c.RhoLiq(i) = 25.0;  // g per J/bar, as the column holds densities: 2.5 g/cm3
+    c.RhoSolid(i) = 30.0;
   }
   return c;
 }
@@ -74,11 +74,16 @@ TEST(PlotModelValues, DensitiesAndVelocities) {
   Column c = handColumn();
   c.Vliquid(1) = 1.0 / kSecondsPerDay;  // 1 cm/day upward
   c.Vsolid(1) = -2.0 / kSecondsPerDay;
-  // Half liquid at 2.5, half solid at 3.0 by mass: volumes 0.2 + 0.1667 per gram.
+  // Half liquid at 2.5, half solid at 3.0 g/cm3 by mass: volumes 0.2 + 0.1667 cm3 per gram.
   EXPECT_NEAR(model(c, "Density - Bulk").Yvec[0], 1.0 / (0.5 / 2.5 + 0.5 / 3.0), 1e-5);
   const GraphModel both = model(c, "Density - Liquid & Solid");
-  EXPECT_FLOAT_EQ(both.Yvec[0], 3.0f);   // black: solid
+  EXPECT_FLOAT_EQ(both.Yvec[0], 3.0f);   // black: solid, g/cm3
   EXPECT_FLOAT_EQ(both.Y0vec[0], 2.5f);  // red: liquid
+  EXPECT_FLOAT_EQ(model(c, "Density - Liquid").Yvec[2], 2.5f);
+  EXPECT_FLOAT_EQ(model(c, "Density - Solid").Yvec[2], 3.0f);
+  // A basaltic liquid as the equilibrium leaves it: 100 g in 3.704 J/bar (37.04 cm3).
+  c.RhoLiq(2) = 100.0 / 3.704;
+  EXPECT_NEAR(model(c, "Density - Liquid").Yvec[1], 2.6998, 1e-4);
   const GraphModel v = model(c, "Velocity - Liquid & Solid");
   EXPECT_NEAR(v.Yvec[0], 1.0, 1e-6);
   EXPECT_NEAR(v.Y0vec[0], -2.0, 1e-6);
@@ -89,6 +94,9 @@ TEST(PlotModelValues, MultiCurveFamiliesNameTheirCurvesAndSkipAbsentOnes) {
   c.PhaseOrder(1) = 1;
   c.PhaseOrder(2) = 2;
   for (int i = 1; i <= 3; ++i) c.PhaseMass(i, 2) = 10.0 * i;  // only the second is present
+  // Places of PhaseOrder no phase holds repeat the cumulative mass before them: not drawn.
+  for (int k = 3; k <= kPhaseOrderSize; ++k)
+    for (int i = 1; i <= 3; ++i) c.PhaseMass(i, k) = 10.0 * i;
   const GraphModel m = model(c, "Mass - Phases");
   ASSERT_TRUE(m.multiCurve);
   ASSERT_EQ(m.curves.size(), 1u);
@@ -126,7 +134,8 @@ TEST(PlotModelAxis, AxisTextsAreThoseOfTheProgram) {
       {"Matrix Deformation", "% Deformation"},
   };
   const Column c = handColumn();
-  for (const auto& [property, text] : texts) EXPECT_EQ(model(c, property).axisText, text) << property;
+  for (const auto& [property, text] : texts)
+    EXPECT_EQ(model(c, property).axisText, text) << property;
   // Every property of the list is known to the model (drawn, or explained).
   for (std::string_view p : kPlotProperties) {
     const GraphModel m = model(c, std::string(p));

@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+#include "plot/graph_renderer.h"
 #include "ui/desktop/graph_painting.h"
 
 namespace cx::desktop {
@@ -88,7 +89,8 @@ void GraphPanel::show(std::shared_ptr<const Column> column) {
   canvas_->setData(std::move(column), choice());
 }
 
-GraphCanvas::GraphCanvas(QWidget* parent) : QWidget(parent) {
+GraphCanvas::GraphCanvas(QWidget* parent)
+    : QWidget(parent), model_(graphModel(nullptr, GraphChoice{})) {
   setMouseTracking(true);
   setMinimumSize(160, 160);
   setAttribute(Qt::WA_OpaquePaintEvent);
@@ -98,20 +100,26 @@ void GraphCanvas::setData(std::shared_ptr<const Column> column, const GraphChoic
   // A null column keeps the one shown (only the choice changed).
   if (column) column_ = std::move(column);
   choice_ = choice;
+  model_ = graphModel(column_.get(), choice_);
   update();
+}
+
+QRect GraphCanvas::plotFrame() const {
+  return plot::graphFrame(rect(), fontMetrics());
 }
 
 void GraphCanvas::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  paintGraph(painter, rect(), column_.get(), choice_);
+  paintGraph(painter, rect(), model_, choice_);
 }
 
 void GraphCanvas::mouseMoveEvent(QMouseEvent* event) {
   if (!column_) return;
   int node = 0;
   double x = 0.0, y = 0.0;
-  if (graphPointAt(rect(), *column_, choice_, event->position().toPoint(), node, x, y))
+  if (graphPointAt(rect(), fontMetrics(), *column_, model_, event->position().toPoint(), node, x,
+                   y))
     emit pointerMoved(node, x, y);
 }
 

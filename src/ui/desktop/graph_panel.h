@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "column/column.h"
+#include "plotmodel/plot_model.h"
 
 namespace cx::desktop {
 
@@ -81,6 +82,10 @@ class GraphCanvas : public QWidget {
   void setData(std::shared_ptr<const Column> column, const GraphChoice& choice);
   const Column* column() const { return column_.get(); }
   const GraphChoice& choice() const { return choice_; }
+  // What the picture shows: the plot model of the column for the choice.
+  const plotmodel::GraphModel& model() const { return model_; }
+  // The frame of the graph within the picture (the value axis and the column's extent).
+  QRect plotFrame() const;
 
  signals:
   void pointerMoved(int node, double x, double y);
@@ -92,6 +97,7 @@ class GraphCanvas : public QWidget {
  private:
   std::shared_ptr<const Column> column_;
   GraphChoice choice_;
+  plotmodel::GraphModel model_;
 };
 
 }  // namespace cx::desktop

@@ -23,7 +23,6 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
-
 #include <cmath>
 
 #include "base/text_format.h"
@@ -49,7 +48,6 @@ QString q(std::string_view s) {
 
 constexpr int kRecentFiles = 6;
 constexpr const char* kSetupFilter = "CUmulex setup files (*.cxd);;All Files (*.*)";
-constexpr const char* kUpdateEndpoint = "https://cumulex.org/updates";
 
 // The display fields: control name and caption.  lblTimeStep and lblTotalTime take their caption
 // from a label of their own (lblTStepLabel, lblTTimeLable), which a run changes between days and
@@ -89,7 +87,8 @@ std::pair<QString, QString> timeTexts(double seconds, const char* days, const ch
 std::vector<std::pair<QString, QString>> columnLabelTexts(const Column& c) {
   std::vector<std::pair<QString, QString>> out;
   out.emplace_back("lblIteration", QString::number(c.Iteration));
-  const auto [total, totalCaption] = timeTexts(c.TotalTime, "Total time (days):", "Total time (yrs):");
+  const auto [total, totalCaption] =
+      timeTexts(c.TotalTime, "Total time (days):", "Total time (yrs):");
   out.emplace_back("lblTotalTime", total);
   out.emplace_back("lblTTimeLable", totalCaption);
   const auto [step, stepCaption] = timeTexts(c.DeltaT, "Time step (days):", "Time step (yrs):");
@@ -202,8 +201,8 @@ QAction* MainWindow::command(const QString& name) const {
 void MainWindow::buildCommands() {
   connect(makeCommand("CmdStart", "&Start", QKeySequence(Qt::Key_F5)), &QAction::triggered, this,
           &MainWindow::cmdStart);
-  connect(makeCommand("cmdHalt", "&Halt", QKeySequence(Qt::Key_Escape)), &QAction::triggered,
-          this, &MainWindow::cmdHalt);
+  connect(makeCommand("cmdHalt", "&Halt", QKeySequence(Qt::Key_Escape)), &QAction::triggered, this,
+          &MainWindow::cmdHalt);
   connect(makeCommand("cmdFindInitial", "&Find Init. Eq.", QKeySequence(Qt::Key_F6)),
           &QAction::triggered, this, &MainWindow::cmdFindInitial);
   connect(makeCommand("cmdLoadLastIteration", "&Load iteration", QKeySequence("Ctrl+L")),
@@ -218,8 +217,8 @@ void MainWindow::buildCommands() {
           &QAction::triggered, this, &MainWindow::cmdExportPdf);
   connect(makeCommand("mnuOpen", "&Open Setup File...", QKeySequence::Open), &QAction::triggered,
           this, &MainWindow::mnuOpen);
-  connect(makeCommand("mnuSave", "&Save Setup File", QKeySequence::Save), &QAction::triggered,
-          this, &MainWindow::mnuSave);
+  connect(makeCommand("mnuSave", "&Save Setup File", QKeySequence::Save), &QAction::triggered, this,
+          &MainWindow::mnuSave);
   connect(makeCommand("mnuSaveAs", "Save Setup File &As... ", QKeySequence::SaveAs),
           &QAction::triggered, this, &MainWindow::mnuSaveAs);
   connect(makeCommand("mnuWorkingFolder", "&Working Folder...", {}), &QAction::triggered, this,
@@ -347,8 +346,8 @@ QWidget* MainWindow::buildGraphs() {
     graphs_[k] = new GraphPanel(k, area);
     grid->addWidget(graphs_[k], (k - 1) / 2, (k - 1) % 2);
     connect(graphs_[k], &GraphPanel::pointerMoved, this, [this](int node, double x, double y) {
-      pointer_->setText("Node: " + QString::number(node) + "  X: " +
-                        (std::isfinite(x) ? q(formatNumber(x, "fixed")) : QString("-")) +
+      pointer_->setText("Node: " + QString::number(node) +
+                        "  X: " + (std::isfinite(x) ? q(formatNumber(x, "fixed")) : QString("-")) +
                         "  Y: " + q(formatNumber(y, "fixed")));
     });
   }
@@ -417,8 +416,8 @@ void MainWindow::startup(const fs::path& setup) {
   }
   if (!loaded) {
     // A new working folder starts from the default basaltic column.
-    const auto r = parseSetup(std::string(defaultSetupText()), "embedded default setup", *column_,
-                              settings_);
+    const auto r =
+        parseSetup(std::string(defaultSetupText()), "embedded default setup", *column_, settings_);
     if (r.ok) WriteSetup(folder_, *column_, settings_);
     onLabel("Title", " CUmulex [CXsetup.cxd]");
   }
@@ -432,14 +431,14 @@ void MainWindow::startup(const fs::path& setup) {
 void MainWindow::showSetupLabels() {
   const Column& c = *column_;
   const Settings& s = settings_;
-  onLabel("lblFluxRate", s.optionInfiltrate ? q(formatNumber(c.FluxRate, "scientific"))
-                                            : QString("Compacting"));
+  onLabel("lblFluxRate",
+          s.optionInfiltrate ? q(formatNumber(c.FluxRate, "scientific")) : QString("Compacting"));
   onLabel("lblVwater", q(vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8)));
   onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "0.0000")));
   onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "0.0000")));
   onLabel("lblMixing", s.optionMix ? "Mixed" : s.optionDisplace ? "Displace" : "");
-  onLabel("lblSettling", s.OptionDrip       ? "Drip"
-                         : s.optionLocal    ? "Local"
+  onLabel("lblSettling", s.OptionDrip          ? "Drip"
+                         : s.optionLocal       ? "Local"
                          : s.optionBottomAccum ? "Xtl set'lg"
                                                : "");
   onLabel("lblInflation", s.chkInflate == 1 ? "Active" : "Inactive");
@@ -651,11 +650,10 @@ void MainWindow::cmdSnapShot() {
 
 void MainWindow::paintGraphsTo(QPainter& painter, const QRect& page) {
   const int header = painter.fontMetrics().height() * 2;
-  painter.drawText(QRect(page.left(), page.top(), page.width(), header),
-                   Qt::AlignLeft | Qt::AlignVCenter,
-                   windowTitle() + "    Iteration " + labelText("lblIteration") + "    " +
-                       findChild<QLabel*>("lblTTimeLable")->text() + " " +
-                       labelText("lblTotalTime"));
+  painter.drawText(
+      QRect(page.left(), page.top(), page.width(), header), Qt::AlignLeft | Qt::AlignVCenter,
+      windowTitle() + "    Iteration " + labelText("lblIteration") + "    " +
+          findChild<QLabel*>("lblTTimeLable")->text() + " " + labelText("lblTotalTime"));
   const QRect area(page.left(), page.top() + header, page.width(), page.height() - header);
   const int w = area.width() / 2, h = area.height() / 2, gap = 8;
   for (int k = 1; k <= 4; ++k) {
@@ -696,8 +694,8 @@ bool MainWindow::exportPdf(const QString& file) {
 void MainWindow::cmdExportPdf() {
   QSettings s;
   const QString start = remember_ ? s.value("folders/last").toString() : QString();
-  QString file = QFileDialog::getSaveFileName(this, "Export Graphs as PDF", start,
-                                              "PDF files (*.pdf)");
+  QString file =
+      QFileDialog::getSaveFileName(this, "Export Graphs as PDF", start, "PDF files (*.pdf)");
   if (file.isEmpty()) return;
   if (!file.endsWith(".pdf", Qt::CaseInsensitive)) file += ".pdf";
   if (!exportPdf(file)) tell("The graphs could not be written to " + file + ".");
@@ -762,9 +760,8 @@ void MainWindow::mnuSaveAs() {
   if (busy()) return;
   QSettings s;
   const QString start = remember_ ? s.value("folders/last").toString() : QString();
-  QString file = QFileDialog::getSaveFileName(this, "Save Setup File As",
-                                              start.isEmpty() ? "*.cxd" : start + "/*.cxd",
-                                              kSetupFilter);
+  QString file = QFileDialog::getSaveFileName(
+      this, "Save Setup File As", start.isEmpty() ? "*.cxd" : start + "/*.cxd", kSetupFilter);
   if (file.isEmpty()) return;
   if (QFileInfo(file).suffix().isEmpty()) file += ".cxd";
   storeGraphChoices();
@@ -776,8 +773,8 @@ void MainWindow::mnuSaveAs() {
 
 void MainWindow::mnuWorkingFolder() {
   if (busy()) return;
-  const QString dir = QFileDialog::getExistingDirectory(
-      this, "Working Folder", QString::fromStdString(folder_.string()));
+  const QString dir = QFileDialog::getExistingDirectory(this, "Working Folder",
+                                                        QString::fromStdString(folder_.string()));
   if (dir.isEmpty()) return;
   folder_ = dir.toStdString();
   ctx_->folder = folder_;
@@ -802,11 +799,11 @@ void MainWindow::rememberFile(const QString& file) {
 
 void MainWindow::updateRecentMenu() {
   recentMenu_->clear();
-  const QStringList recent = remember_ ? QSettings().value("recentFiles").toStringList()
-                                       : QStringList();
+  const QStringList recent =
+      remember_ ? QSettings().value("recentFiles").toStringList() : QStringList();
   for (const QString& file : recent)
-    connect(recentMenu_->addAction(QFileInfo(file).fileName() + "   " + file),
-            &QAction::triggered, this, [this, file] {
+    connect(recentMenu_->addAction(QFileInfo(file).fileName() + "   " + file), &QAction::triggered,
+            this, [this, file] {
               if (!busy()) openSetupFile(file);
             });
   recentMenu_->menuAction()->setVisible(!recent.isEmpty());
@@ -853,8 +850,8 @@ void MainWindow::mnuHelp() {
 void MainWindow::mnuAbout() {
   QMessageBox::about(this, "About Cumulex",
                      QString("Cumulex version %1\n\nA reaction-transport model of a crystallizing "
-                             "magma column.\n\nUpdates: %2")
-                         .arg(kVersion, kUpdateEndpoint));
+                             "magma column.")
+                         .arg(QString::fromLatin1(kVersion)));
 }
 
 // --- Questions, messages, closing ------------------------------------------------------------
