@@ -159,8 +159,20 @@ void findInitialBody(RunContext& ctx) {
     }
     removeTracePhases(m, st);
     storeNodeResult(c, i, m, st, StoreOptions{1e-6, 100.0});
-    if (s.optionInfiltrate && c.FLiq(i) > 0.0) c.Vliquid(i) = c.FluxRate / c.FLiq(i);
   }
+  // Each iteration ends with the bulk bookkeeping and the trace elements (when they are carried),
+  // which turn the liquid's mass share left by the solve into the volume fraction and partition
+  // the traces over the phases found.  The initial state ends the same way, so that iteration 0
+  // is saved on the footing of every later one: a node whose temperature does not change keeps
+  // its liquid fraction and its liquid's La from iteration 0 to 1.
+  if (s.run.chkSkipTrace == 0) {
+    if (ctx.processes.UpdateBulk) ctx.processes.UpdateBulk(ctx);
+    if (ctx.processes.UpdateTrace) ctx.processes.UpdateTrace(ctx);
+    if (log.ErrorFlag) return;  // the routine that failed has reported it
+  }
+  if (s.optionInfiltrate)
+    for (int i = 1; i <= c.NumNodes; ++i)
+      if (c.FLiq(i) > 0.0) c.Vliquid(i) = c.FluxRate / c.FLiq(i);
 
   c.TopNode0 = c.TopNode;
   c.PileTop0 = c.PileTop;
