@@ -174,4 +174,16 @@ void refreshInitialProfiles(Column& c) {
   }
 }
 
+std::string vwaterTip(const Settings& s) {
+  if (s.misc(misc::kVaporVelocity) < 0.0) return "V(water) = nodes per iteration";
+  return s.optionInfiltrate ? "V(water) = fluxrate * Vwater parameter"
+                            : "V(water) = characteristic velocity * Vwater parameter";
+}
+
+std::string vwaterParameterLabel(const Column& c, const Settings& s) {
+  const double p = s.misc(misc::kVaporVelocity);
+  if (p < 0.0) return "V(water) = " + formatPlain(-p) + " nodes per iteration";
+  return vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8);
+}
+
 }  // namespace cx
