@@ -636,6 +636,7 @@ void TestDesktop::editedSetupReadsBackIdentical() {
   type(infiltrant, "txtbxOxideInfiltrant(1)", "48.25");
   type(infiltrant, "txtbxTInfiltrant", "1180");
   type(infiltrant, "txtbxFluxRate", "2.5e-6");
+  infiltrant.accept();
   SetupDialog& inflation = w.setupDialog("InflationForm");
   type(inflation, "tbInput(3)", "50");
   type(inflation, "tbOxide(3)", "15.5");

@@ -650,6 +650,12 @@ void BulkDialog::Liquidus() {
 void BulkDialog::accept() {
   if (auto* f = qobject_cast<QLineEdit*>(focusWidget())) emit f->editingFinished();
   hide();
+  // Each node's bulk sums to 100 wt %, as the setup file gives it back.
+  for (int i = 1; i <= column_.NumNodes; ++i)
+    if (scaleOxidesTo100(column_.InitBulkOx, i)) {
+      for (int j = 1; j <= kOxides; ++j) column_.BulkOx(i, j) = column_.InitBulkOx(i, j);
+      column_.InitialNeeded = true;
+    }
   column_.DimensionFarfield(settings_);
   port_.plotResults();
   emit setupChanged();
@@ -808,6 +814,13 @@ void InfiltrantDialog::NormalizeInfiltrant() {
   if (!normalizeTo100([this](int j) -> double& { return column_.InfiltrantOx(j); })) return;
   refresh();
   emit setupChanged();
+}
+
+void InfiltrantDialog::accept() {
+  if (auto* f = qobject_cast<QLineEdit*>(focusWidget())) emit f->editingFinished();
+  scaleOxidesTo100(column_.InfiltrantOx);
+  emit setupChanged();
+  QDialog::accept();
 }
 
 // --- InflationForm ---------------------------------------------------------------------------

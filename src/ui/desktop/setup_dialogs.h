@@ -157,6 +157,8 @@ class InfiltrantDialog : public SetupDialog {
   void cmdFindLiquidusT();
   void NormalizeInfiltrant();
   QString propertiesText() const;
+  // OK: the composition scaled to 100 wt % when it is off, as a saved setup gives it back.
+  void accept() override;
 
  private:
   void showProperties();
