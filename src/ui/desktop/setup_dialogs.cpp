@@ -102,7 +102,7 @@ QLineEdit* SetupDialog::makeField(const QString& name, Check check, Apply apply)
   return f;
 }
 
-void SetupDialog::show(QLineEdit* field, const std::string& t) {
+void SetupDialog::showText(QLineEdit* field, const std::string& t) {
   field->setText(q(t));
   field->setProperty("shown", field->text());
 }
@@ -243,7 +243,7 @@ QRadioButton* MiscDialog::option(const QString& name) const {
 
 void MiscDialog::refresh() {
   for (int k = 0; k < misc::kCount; ++k)
-    show(fields_[static_cast<std::size_t>(k)], settings_.miscText(k));
+    showText(fields_[static_cast<std::size_t>(k)], settings_.miscText(k));
   fields_[misc::kVaporVelocity]->setToolTip(q(vwaterTip(settings_)));
   const Settings s = settings_;  // the toggles below write the settings
   option("optionBottomAccum")->setChecked(s.optionBottomAccum);
@@ -333,7 +333,7 @@ CompactDialog::CompactDialog(Column& column, Settings& settings, Port& port, QWi
 
 void CompactDialog::refresh() {
   for (int k = 0; k < compact::kCount; ++k)
-    show(fields_[static_cast<std::size_t>(k)], settings_.compactText(k));
+    showText(fields_[static_cast<std::size_t>(k)], settings_.compactText(k));
   const int rho = settings_.chkConstantRho, vis = settings_.chkConstantVis;
   constantRho_->setChecked(rho == 1);
   constantVis_->setChecked(vis == 1);
@@ -529,11 +529,11 @@ BulkDialog::BulkDialog(Column& column, Settings& settings, Port& port, SetupServ
 
 void BulkDialog::refresh() {
   const Column& c = column_;
-  show(fields_[bulk::kLengthM], formatExact(c.Length / 100.0, "Fixed"));
-  show(fields_[bulk::kPressure], formatExact(c.TopPressure, "Fixed"));
-  show(fields_[bulk::kTTop], celsius(c.InitT(c.NumNodes)));
-  show(fields_[bulk::kTBottom], celsius(c.InitT(1)));
-  show(fields_[bulk::kNumNodes], std::to_string(c.NumNodes));
+  showText(fields_[bulk::kLengthM], formatExact(c.Length / 100.0, "Fixed"));
+  showText(fields_[bulk::kPressure], formatExact(c.TopPressure, "Fixed"));
+  showText(fields_[bulk::kTTop], celsius(c.InitT(c.NumNodes)));
+  showText(fields_[bulk::kTBottom], celsius(c.InitT(1)));
+  showText(fields_[bulk::kNumNodes], std::to_string(c.NumNodes));
   stepLength_->setText(q(formatNumber(c.DeltaX, "fixed")));
   showNode(std::clamp(node_, 1, c.NumNodes));
 }
@@ -541,14 +541,14 @@ void BulkDialog::refresh() {
 void BulkDialog::showNode(int node) {
   node_ = node;
   const Column& c = column_;
-  show(fields_[bulk::kNode], std::to_string(node));
-  show(fields_[bulk::kNodeT], celsius(c.InitT(node)));
+  showText(fields_[bulk::kNode], std::to_string(node));
+  showText(fields_[bulk::kNodeT], celsius(c.InitT(node)));
   nodeCaption_->setText(QString("Node %1 of %2").arg(node).arg(c.NumNodes));
   showComposition(
       comp_, [&](int j) { return c.InitBulkOx(node, j); },
       [&](int t) { return c.InitBulkTrace(node, t); });
-  for (int j = 1; j <= kOxides; ++j) show(comp_.oxides[j], text(comp_.oxides[j]));
-  for (int t = 1; t <= kTraces; ++t) show(comp_.traces[t], text(comp_.traces[t]));
+  for (int j = 1; j <= kOxides; ++j) showText(comp_.oxides[j], text(comp_.oxides[j]));
+  for (int t = 1; t <= kTraces; ++t) showText(comp_.traces[t], text(comp_.traces[t]));
 }
 
 void BulkDialog::setNodeCount(int n) {
@@ -747,15 +747,15 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
 
 void InfiltrantDialog::refresh() {
   const Column& c = column_;
-  show(flux_, formatNumber(c.FluxRate, c.FluxRate < 0.001 && c.FluxRate != 0.0 ? "scientific"
+  showText(flux_, formatNumber(c.FluxRate, c.FluxRate < 0.001 && c.FluxRate != 0.0 ? "scientific"
                                                                               : "##0.000000"));
   // The flux rate as stored, so that a save writes what was read.
   flux_->setProperty("shown", flux_->text());
-  show(temperature_, formatExact(c.InfiltrantT, "Fixed"));
+  showText(temperature_, formatExact(c.InfiltrantT, "Fixed"));
   showComposition(
       comp_, [&](int j) { return c.InfiltrantOx(j); }, [&](int t) { return c.InfiltrantTrace(t); });
-  for (int j = 1; j <= kOxides; ++j) show(comp_.oxides[j], text(comp_.oxides[j]));
-  for (int t = 1; t <= kTraces; ++t) show(comp_.traces[t], text(comp_.traces[t]));
+  for (int j = 1; j <= kOxides; ++j) showText(comp_.oxides[j], text(comp_.oxides[j]));
+  for (int t = 1; t <= kTraces; ++t) showText(comp_.traces[t], text(comp_.traces[t]));
   const bool listed = settings_.optionUseListed;
   useListed_->setChecked(listed);
   useFirstLiq_->setChecked(!listed);
@@ -919,13 +919,13 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
 void InflationDialog::refresh() {
   const Column& c = column_;
   for (int k = 0; k < inflation::kFinalHeight; ++k)
-    show(fields_[static_cast<std::size_t>(k)],
+    showText(fields_[static_cast<std::size_t>(k)],
          formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]), "Fixed"));
-  show(fields_[inflation::kFinalHeight], settings_.inflationTargetText);
+  showText(fields_[inflation::kFinalHeight], settings_.inflationTargetText);
   showComposition(
       comp_, [&](int j) { return c.InflationOx(j); }, [&](int t) { return c.InflationTrace(t); });
-  for (int j = 1; j <= kOxides; ++j) show(comp_.oxides[j], text(comp_.oxides[j]));
-  for (int t = 1; t <= kTraces; ++t) show(comp_.traces[t], text(comp_.traces[t]));
+  for (int j = 1; j <= kOxides; ++j) showText(comp_.oxides[j], text(comp_.oxides[j]));
+  for (int t = 1; t <= kTraces; ++t) showText(comp_.traces[t], text(comp_.traces[t]));
   const int inflate = settings_.chkInflate;
   const bool center = settings_.optFillCenter;
   inflate_->setChecked(inflate == 1);
@@ -1062,11 +1062,11 @@ void DiffusionDialog::refresh() {
   savedTrace_ = settings_.traceDiffusionText;
   savedGas_ = settings_.gasDiffusionText;
   for (int j = 1; j <= kOxides; ++j) {
-    show(fields_[j - 1], formatExact(c.MassDiffCoef(j, j), "scientific"));
-    show(fields_[kOxides + j - 1], formatExact(c.SoretCoef(j), "scientific"));
+    showText(fields_[j - 1], formatExact(c.MassDiffCoef(j, j), "scientific"));
+    showText(fields_[kOxides + j - 1], formatExact(c.SoretCoef(j), "scientific"));
   }
-  show(fields_[kTraceIndex], settings_.traceDiffusionText);
-  show(fields_[kGasIndex], settings_.gasDiffusionText);
+  showText(fields_[kTraceIndex], settings_.traceDiffusionText);
+  showText(fields_[kGasIndex], settings_.gasDiffusionText);
   soret_->setChecked(savedUseSoret_ == 1);
   massBalanceOx_ = diffusion::MassBalanceOx(c.MassDiffCoef);
   for (int j = 1; j <= kOxides; ++j)
@@ -1076,7 +1076,7 @@ void DiffusionDialog::refresh() {
 void DiffusionDialog::UpdateDiffusion() {
   Column& c = column_;
   massBalanceOx_ = diffusion::UpdateDiffusion(c.MassDiffCoef);
-  show(fields_[massBalanceOx_ - 1], formatExact(0.0, "scientific"));
+  showText(fields_[massBalanceOx_ - 1], formatExact(0.0, "scientific"));
   for (int j = 1; j <= kOxides; ++j)
     rowNames_[j]->setStyleSheet(j == massBalanceOx_ ? "color: rgb(255,0,0)" : "");
 }
@@ -1169,7 +1169,7 @@ void PartitionDialog::refresh() {
 void PartitionDialog::showPhase(int phase) {
   phase_ = phase;
   if (phases_->currentIndex() != phase - 1) phases_->setCurrentIndex(phase - 1);
-  for (int t = 1; t <= kTraces; ++t) show(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
+  for (int t = 1; t <= kTraces; ++t) showText(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
 }
 
 void PartitionDialog::cmdDefault() {

@@ -56,7 +56,7 @@ class SetupDialog : public QDialog {
   // (the accepted value reformatted, or the restored one).
   QLineEdit* makeField(const QString& name, Check check, Apply apply);
   // Shows text in a field without running its check.
-  static void show(QLineEdit* field, const std::string& text);
+  static void showText(QLineEdit* field, const std::string& text);
   void message(std::string_view text);
 
   Column& column_;
