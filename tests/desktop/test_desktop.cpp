@@ -600,6 +600,13 @@ void TestDesktop::setupFormsSideEffects() {
   bulkForm.cmdUniformBulk();
   for (int i = 2; i <= n; ++i)
     for (int j = 1; j <= kOxides; ++j) QCOMPARE(c.InitBulkOx(i, j), c.InitBulkOx(1, j));
+  // The liquidus of the node shown becomes its temperature, and the status names the phase.
+  const double before = c.InitT(1);
+  bulkForm.Liquidus();
+  QVERIFY(c.InitT(1) != before);
+  QVERIFY(c.InitT(1) > 900.0 + 273.15 && c.InitT(1) < 1600.0 + 273.15);
+  QCOMPARE(shown(bulkForm, "tbinput(0)").toStdString(), formatExact(c.InitT(1) - 273.15, "Fixed"));
+  QVERIFY(w.statusText().startsWith("Liquidus of node 1: "));
   // More nodes: the new ones take the old top's composition; the step length follows.
   type(bulkForm, "tbinput(5)", QString::number(n + 2));
   QCOMPARE(c.NumNodes, n + 2);

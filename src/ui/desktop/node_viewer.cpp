@@ -25,9 +25,9 @@ void table(std::ostringstream& out, int count, const std::function<std::string(i
            const std::function<double(int)>& value, const char* format, int perLine = 5) {
   for (int k = 1; k <= count; ++k) {
     std::string n = name(k);
-    n.resize(std::max<std::size_t>(n.size(), 9), ' ');
+    n.resize(std::max<std::size_t>(n.size(), 6), ' ');
     std::string v = formatNumber(value(k), format);
-    v.insert(0, v.size() < 10 ? 10 - v.size() : 0, ' ');
+    v.insert(0, v.size() < 11 ? 11 - v.size() : 0, ' ');
     out << n << v << (k % perLine == 0 || k == count ? "\n" : "   ");
   }
 }
@@ -48,8 +48,12 @@ QString nodeReport(const Column& c, int i) {
   out << "Mass (g)     liquid " << fx(c.MassLiq(i)) << "   solids " << fx(c.MassSolid(i))
       << "   gas " << fx(c.MassWater(i), "0.000000") << "\n";
   // Densities are held in g per J/bar, ten times g/cm3.
-  out << "Density      liquid " << fx(c.RhoLiq(i) / 10.0) << "   solids "
-      << fx(c.RhoSolid(i) / 10.0) << "   gas " << fx(c.RhoWater(i) / 10.0) << " g/cm3\n";
+  const auto density = [](double mass, double rho) {
+    return mass > 0.0 && rho > 0.0 ? formatNumber(rho / 10.0, "0.0000") : std::string("-");
+  };
+  out << "Density      liquid " << density(c.MassLiq(i), c.RhoLiq(i)) << "   solids "
+      << density(c.MassSolid(i), c.RhoSolid(i)) << "   gas "
+      << density(c.MassWater(i), c.RhoWater(i)) << " g/cm3\n";
   out << "Entropy      bulk " << fx(c.STotal(i), "0.00000") << "   liquid "
       << fx(c.SLiq(i), "0.00000") << "   solids " << fx(c.SSolid(i), "0.00000") << "   gas "
       << fx(c.SWater(i), "0.00000") << " J/K/g\n";
@@ -75,7 +79,7 @@ QString nodeReport(const Column& c, int i) {
     n.resize(std::max<std::size_t>(n.size(), 18), ' ');
     out << "  " << n << fx(m) << "\n";
   }
-  out << "Compositions of the solutions (% of the endmember the graph names):\n";
+  out << "Composition index of the solutions (%, as the Mineral Compositions graph plots it):\n";
   for (int p = 1; p <= kSolidSolutions; ++p)
     if (c.PhaseX(i, p) != 0.0) {
       std::string n(PhaseNames[static_cast<std::size_t>(p)]);
@@ -127,7 +131,7 @@ NodeViewer::NodeViewer(QWidget* parent) : QDialog(parent) {
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(top);
   layout->addWidget(report_, 1);
-  resize(760, 640);
+  resize(900, 680);
 }
 
 void NodeViewer::showColumn(const Column& column) {

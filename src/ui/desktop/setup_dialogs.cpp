@@ -94,7 +94,8 @@ QLineEdit* SetupDialog::field(const QString& name) const {
 QLineEdit* SetupDialog::makeField(const QString& name, Check check, Apply apply) {
   auto* f = new QLineEdit(this);
   f->setObjectName(name);
-  f->setMaximumWidth(110);
+  f->setMinimumWidth(90);
+  f->setMaximumWidth(120);
   connect(f, &QLineEdit::editingFinished, this,
           [this, f, check = std::move(check), apply = std::move(apply)] {
             checkField(f, check, apply);
@@ -385,6 +386,7 @@ QWidget* compositionBlock(QWidget* parent, CompositionFields& f,
   oxGrid->setVerticalSpacing(1);
   for (int j = 1; j <= kOxides; ++j) {
     f.oxides[j] = make(true, j);
+    f.oxides[j]->setMinimumWidth(80);
     f.oxides[j]->setMaximumWidth(90);
     oxGrid->addRow(q(OxideNames[j]), f.oxides[j]);
   }
@@ -394,6 +396,7 @@ QWidget* compositionBlock(QWidget* parent, CompositionFields& f,
   constexpr int kRows = 14;
   for (int t = 1; t <= kTraces; ++t) {
     f.traces[t] = make(false, t);
+    f.traces[t]->setMinimumWidth(70);
     f.traces[t]->setMaximumWidth(80);
     const int row = (t - 1) % kRows, col = 2 * ((t - 1) / kRows);
     trGrid->addWidget(new QLabel(q(TraceNames[t]), traces), row, col, Qt::AlignRight);
@@ -853,6 +856,12 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
     emit setupChanged();
   });
   auto* form = new QFormLayout;
+  auto* note = new QLabel(
+      "Inflation is saved with the setup, but runs do not inflate the column yet: a setup "
+      "with inflation active does not start.",
+      this);
+  note->setWordWrap(true);
+  form->addRow(note);
   form->addRow(inflate_);
   for (int k = 0; k < inflation::kCount; ++k) {
     fields_[static_cast<std::size_t>(k)] = makeField(
@@ -996,7 +1005,7 @@ DiffusionDialog::DiffusionDialog(Column& column, Settings& settings, Port& port,
     : SetupDialog(column, settings, port, "SetupDiffusionForm", "Liquid Mass Diffusion", parent) {
   auto* grid = new QGridLayout;
   grid->addWidget(new QLabel("D (cm2/s)", this), 0, 1);
-  grid->addWidget(new QLabel("Soret (1/K)", this), 0, 2);
+  grid->addWidget(new QLabel("Soret coef.", this), 0, 2);
   auto diffusionField = [this](int index, Apply apply) {
     return makeField(
         QString("txtbxOxide(%1)").arg(index),
@@ -1038,7 +1047,7 @@ DiffusionDialog::DiffusionDialog(Column& column, Settings& settings, Port& port,
   auto* note = new QLabel(help.trimmed(), this);
   note->setObjectName("lblHelp");
   note->setWordWrap(true);
-  note->setMinimumWidth(320);
+  note->setMinimumWidth(460);
 
   auto* right = new QVBoxLayout;
   right->addWidget(note);
@@ -1129,7 +1138,8 @@ PartitionDialog::PartitionDialog(Column& column, Settings& settings, Port& port,
           return Settings::checkPartitionField(s, before);
         },
         [this, t](const std::string& s) { column_.DCoef(phase_, t) = val(s); });
-    fields_[t]->setMaximumWidth(80);
+    fields_[t]->setMinimumWidth(80);
+    fields_[t]->setMaximumWidth(90);
     const int row = (t - 1) % kRows, col = 2 * ((t - 1) / kRows);
     grid->addWidget(new QLabel(q(TraceNames[t]), this), row, col, Qt::AlignRight);
     grid->addWidget(fields_[t], row, col + 1);
