@@ -77,7 +77,8 @@ int main(int argc, char** argv) {
   auto grabLater = [&window, shot] {
     QTimer::singleShot(500, &window, [shot] {
       const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0);
-      if (!picture.save(shot)) std::cerr << "cumulex-gui: cannot write " << shot.toStdString() << '\n';
+      if (!picture.save(shot))
+        std::cerr << "cumulex-gui: cannot write " << shot.toStdString() << '\n';
       QApplication::exit(picture.isNull() ? 1 : 0);
     });
   };

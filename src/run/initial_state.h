@@ -19,8 +19,8 @@ struct LiquidProperties {
   double S = 0.0;
   double Rho = 0.0;
 };
-LiquidProperties liquidProperties(EquilibriumModel& model, const Array1<double>& oxidesWt,
-                                  double T, double P);
+LiquidProperties liquidProperties(EquilibriumModel& model, const Array1<double>& oxidesWt, double T,
+                                  double P);
 
 // FindInitial: iteration 0 of a run.  Every node is first made all liquid (for the densities of
 // the pressure gradient and the liquid's entropy), then solved at its entered temperature from a

@@ -136,11 +136,9 @@ TEST(SettingsFieldChecks, CompositionPartitionAndInflationFields) {
   for (const char* bad : {"-1", "100001", "x", ""})
     EXPECT_FALSE(Settings::checkPartitionField(bad, "0.50").accepted) << bad;
   // Inflation: the final height must exceed the column's, with its own words.
-  const FieldCheck low =
-      Settings::checkInflationField(inflation::kFinalHeight, "10", "0", 20.0);
+  const FieldCheck low = Settings::checkInflationField(inflation::kFinalHeight, "10", "0", 20.0);
   EXPECT_FALSE(low.accepted);
-  EXPECT_EQ(low.message,
-            "Illegal value entered! Value must be larger that inital column height.");
+  EXPECT_EQ(low.message, "Illegal value entered! Value must be larger that inital column height.");
   EXPECT_EQ(low.text, "0");
   EXPECT_FALSE(Settings::checkInflationField(inflation::kFinalHeight, "20", "0", 20.0).accepted);
   EXPECT_TRUE(Settings::checkInflationField(inflation::kFinalHeight, "25", "0", 20.0).accepted);

@@ -16,13 +16,13 @@
 #include "column/phase_options.h"
 #include "persist/files.h"
 #include "persist/output_file.h"
+#include "persist/setup_file.h"
 #include "ui/desktop/graph_panel.h"
 #include "ui/desktop/main_window.h"
-#include "ui/desktop/phase_dialogs.h"
 #include "ui/desktop/node_viewer.h"
+#include "ui/desktop/phase_dialogs.h"
 #include "ui/desktop/progress_panel.h"
 #include "ui/desktop/setup_dialogs.h"
-#include "persist/setup_file.h"
 
 using namespace cx;
 using namespace cx::desktop;
@@ -562,7 +562,7 @@ void TestDesktop::setupFormsSideEffects() {
   // The preset: its question; a "no" changes nothing.
   auto& partitionForm = static_cast<PartitionDialog&>(w.setupDialog("PartitionCoefsForm"));
   partitionForm.refresh();
-  partitionForm.showPhase(2);  // plagioclase
+  partitionForm.showPhase(2);               // plagioclase
   type(partitionForm, "tbInput(10)", "9");  // Sr
   s.answer = false;
   partitionForm.cmdDefault();
@@ -697,9 +697,9 @@ void TestDesktop::editedSetupReadsBackIdentical() {
 void TestDesktop::setupMenuAndNodeViewer() {
   Session s;
   MainWindow& w = *s.window;
-  for (const char* name : {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction",
-                           "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs",
-                           "mnuSetupMisc", "mnuViewNode"}) {
+  for (const char* name :
+       {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction", "mnuInflation",
+        "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc", "mnuViewNode"}) {
     QAction* a = w.command(name);
     QVERIFY2(a != nullptr, name);
     QVERIFY2(a->isEnabled(), name);
@@ -719,7 +719,8 @@ void TestDesktop::setupMenuAndNodeViewer() {
   QVERIFY(report.startsWith("Node 3 of " + QString::number(c.NumNodes)));
   QVERIFY(report.contains(
       QString::fromStdString("T            " + formatNumber(c.Temp(3) - 273.15, "0.00") + " C")));
-  QVERIFY(report.contains(QString::fromStdString("F(liq)       " + formatNumber(c.FLiq(3), "0.0000"))));
+  QVERIFY(
+      report.contains(QString::fromStdString("F(liq)       " + formatNumber(c.FLiq(3), "0.0000"))));
   QVERIFY(report.contains("Liquid (wt %):"));
   QVERIFY(report.contains("Trace elements, bulk (ppm):"));
   w.nodeViewer().hide();

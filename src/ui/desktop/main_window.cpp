@@ -23,7 +23,6 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
-
 #include <cmath>
 #include <tuple>
 
@@ -320,9 +319,9 @@ void MainWindow::buildMenus() {
 
   auto* setup = menuBar()->addMenu("Set&up");
   setup->setObjectName("mnuSetup");
-  for (const char* name : {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction",
-                           "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs",
-                           "mnuSetupMisc"})
+  for (const char* name :
+       {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction", "mnuInflation",
+        "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
     setup->addAction(command(name));
 
   optionsMenu_ = menuBar()->addMenu("&Options");
@@ -562,12 +561,11 @@ void MainWindow::loadGraphChoices() {
 // --- Jobs ------------------------------------------------------------------------------------
 
 void MainWindow::setRunning(bool running, bool filmOnly) {
-  for (const char* name : {"CmdStart", "cmdFindInitial", "cmdLoadLastIteration", "cmdShowMovie",
-                           "mnuOpen", "mnuSave", "mnuSaveAs", "mnuWorkingFolder",
-                           "mnuExcludedPhases", "mnuActivtyModels", "mnuMakeCurrentInitial",
-                           "mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction",
-                           "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs",
-                           "mnuSetupMisc"})
+  for (const char* name :
+       {"CmdStart", "cmdFindInitial", "cmdLoadLastIteration", "cmdShowMovie", "mnuOpen", "mnuSave",
+        "mnuSaveAs", "mnuWorkingFolder", "mnuExcludedPhases", "mnuActivtyModels",
+        "mnuMakeCurrentInitial", "mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction",
+        "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
     command(name)->setEnabled(!running);
   recentMenu_->setEnabled(!running);
   loadIteration_->setEnabled(!running);

@@ -5,7 +5,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
-
 #include <cmath>
 #include <sstream>
 
@@ -90,21 +89,28 @@ QString nodeReport(const Column& c, int i) {
   const auto oxide = [](int j) { return std::string(OxideNames[static_cast<std::size_t>(j)]); };
   const auto trace = [](int t) { return std::string(TraceNames[static_cast<std::size_t>(t)]); };
   out << "\nLiquid (wt %):\n";
-  table(out, kOxides, oxide, [&](int j) { return c.LiqOx(i, j); }, "0.0000");
+  table(
+      out, kOxides, oxide, [&](int j) { return c.LiqOx(i, j); }, "0.0000");
   out << "Solids (wt %):\n";
-  table(out, kOxides, oxide, [&](int j) { return c.SolidOx(i, j); }, "0.0000");
+  table(
+      out, kOxides, oxide, [&](int j) { return c.SolidOx(i, j); }, "0.0000");
   out << "Bulk (wt %):\n";
-  table(out, kOxides, oxide, [&](int j) { return c.BulkOx(i, j); }, "0.0000");
+  table(
+      out, kOxides, oxide, [&](int j) { return c.BulkOx(i, j); }, "0.0000");
   static constexpr const char* kGas[] = {"", "H2O", "CO2", "H2S", "SO2", "CO", "CH4"};
   out << "Gas (wt %):\n";
-  table(out, 6, [](int k) { return std::string(kGas[k]); }, [&](int k) { return c.GasComp(i, k); },
-        "0.0000", 6);
+  table(
+      out, 6, [](int k) { return std::string(kGas[k]); }, [&](int k) { return c.GasComp(i, k); },
+      "0.0000", 6);
   out << "\nTrace elements, liquid (ppm):\n";
-  table(out, kTraces, trace, [&](int t) { return c.TraceLiq(i, t); }, "0.000");
+  table(
+      out, kTraces, trace, [&](int t) { return c.TraceLiq(i, t); }, "0.000");
   out << "Trace elements, solids (ppm):\n";
-  table(out, kTraces, trace, [&](int t) { return c.TraceSolid(i, t); }, "0.000");
+  table(
+      out, kTraces, trace, [&](int t) { return c.TraceSolid(i, t); }, "0.000");
   out << "Trace elements, bulk (ppm):\n";
-  table(out, kTraces, trace, [&](int t) { return c.TraceBulk(i, t); }, "0.000");
+  table(
+      out, kTraces, trace, [&](int t) { return c.TraceBulk(i, t); }, "0.000");
   return QString::fromStdString(out.str());
 }
 

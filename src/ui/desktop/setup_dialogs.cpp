@@ -9,7 +9,6 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QVBoxLayout>
-
 #include <cmath>
 
 #include "base/fault.h"
@@ -218,7 +217,7 @@ MiscDialog::MiscDialog(Column& column, Settings& settings, Port& port, QWidget* 
       settings_.*(o.flag) = on;
       if (!on) return;
       if (o.crystals)
-        port_.setLabel("lblSettling", o.flag == &Settings::OptionDrip  ? "Drip"
+        port_.setLabel("lblSettling", o.flag == &Settings::OptionDrip    ? "Drip"
                                       : o.flag == &Settings::optionLocal ? "Local"
                                                                          : "Xtl set'lg");
       else
@@ -427,7 +426,7 @@ void chainFocus(const CompositionFields& f) {
 
 namespace {
 constexpr std::array<const char*, bulk::kCount> kBulkCaptions = {
-    "T (node, C)",       "Total Length (m)", "Pressure (bars, top)", "T (top)", "T (bottom)",
+    "T (node, C)",     "Total Length (m)", "Pressure (bars, top)", "T (top)", "T (bottom)",
     "Number of nodes", "Node shown"};
 }  // namespace
 
@@ -685,9 +684,8 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
       [](std::string_view t, std::string_view before) {
         FieldCheck c = Settings::checkCompositionField(t, before);
         if (c.accepted)
-          c.text = formatNumber(val(c.text), val(c.text) < 0.001 && val(c.text) != 0.0
-                                                  ? "scientific"
-                                                  : "##0.000000");
+          c.text = formatNumber(
+              val(c.text), val(c.text) < 0.001 && val(c.text) != 0.0 ? "scientific" : "##0.000000");
         return c;
       },
       [this](const std::string& t) {
@@ -751,7 +749,7 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
 void InfiltrantDialog::refresh() {
   const Column& c = column_;
   showText(flux_, formatNumber(c.FluxRate, c.FluxRate < 0.001 && c.FluxRate != 0.0 ? "scientific"
-                                                                              : "##0.000000"));
+                                                                                   : "##0.000000"));
   // The flux rate as stored, so that a save writes what was read.
   flux_->setProperty("shown", flux_->text());
   showText(temperature_, formatExact(c.InfiltrantT, "Fixed"));
@@ -805,8 +803,8 @@ void InfiltrantDialog::cmdFindProperties() {
 void InfiltrantDialog::cmdFindLiquidusT() {
   Column& c = column_;
   double T = std::max(c.InfiltrantT, 1000.0) + kKelvinOffset;
-  const LiquidusResult r = Find_Liquidus(services_.model(), port_, c.InfiltrantOx, T,
-                                         c.TopPressure);
+  const LiquidusResult r =
+      Find_Liquidus(services_.model(), port_, c.InfiltrantOx, T, c.TopPressure);
   if (!r.found || !r.withinOneJoule) return;
   c.InfiltrantT = T - kKelvinOffset;
   refresh();
@@ -928,8 +926,9 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
 void InflationDialog::refresh() {
   const Column& c = column_;
   for (int k = 0; k < inflation::kFinalHeight; ++k)
-    showText(fields_[static_cast<std::size_t>(k)],
-         formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]), "Fixed"));
+    showText(
+        fields_[static_cast<std::size_t>(k)],
+        formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]), "Fixed"));
   showText(fields_[inflation::kFinalHeight], settings_.inflationTargetText);
   showComposition(
       comp_, [&](int j) { return c.InflationOx(j); }, [&](int t) { return c.InflationTrace(t); });
@@ -965,8 +964,7 @@ void InflationDialog::cmdGetBulkNode() {
 void InflationDialog::cmdFindProperties() {
   Column& c = column_;
   const LiquidProperties p = liquidProperties(services_.model(), c.InflationOx,
-                                              c.InflationScalars(1) + kKelvinOffset,
-                                              c.TopPressure);
+                                              c.InflationScalars(1) + kKelvinOffset, c.TopPressure);
   if (!p.ok) {
     message("Problem making system components - check the magma's oxides.");
     return;
@@ -980,8 +978,7 @@ void InflationDialog::cmdFindProperties() {
 void InflationDialog::cmdFindLiquidusT() {
   Column& c = column_;
   double T = std::max(c.InflationScalars(1), 1000.0) + kKelvinOffset;
-  const LiquidusResult r = Find_Liquidus(services_.model(), port_, c.InflationOx, T,
-                                         c.TopPressure);
+  const LiquidusResult r = Find_Liquidus(services_.model(), port_, c.InflationOx, T, c.TopPressure);
   if (!r.found || !r.withinOneJoule) return;
   c.InflationScalars(1) = T - kKelvinOffset;
   refresh();
@@ -1122,13 +1119,11 @@ void DiffusionDialog::reject() {
 // --- PartitionCoefsForm ----------------------------------------------------------------------
 
 PartitionDialog::PartitionDialog(Column& column, Settings& settings, Port& port, QWidget* parent)
-    : SetupDialog(column, settings, port, "PartitionCoefsForm", "Partition Coefficients",
-                  parent) {
+    : SetupDialog(column, settings, port, "PartitionCoefsForm", "Partition Coefficients", parent) {
   phases_ = new QComboBox(this);
   phases_->setObjectName("ComboboxPhases");
   for (int p = 1; p <= kPhases; ++p) phases_->addItem(q(PhaseNames[p]));
-  connect(phases_, &QComboBox::currentIndexChanged, this,
-          [this](int i) { showPhase(i + 1); });
+  connect(phases_, &QComboBox::currentIndexChanged, this, [this](int i) { showPhase(i + 1); });
   auto* grid = new QGridLayout;
   constexpr int kRows = 10;
   for (int t = 1; t <= kTraces; ++t) {
@@ -1179,7 +1174,8 @@ void PartitionDialog::refresh() {
 void PartitionDialog::showPhase(int phase) {
   phase_ = phase;
   if (phases_->currentIndex() != phase - 1) phases_->setCurrentIndex(phase - 1);
-  for (int t = 1; t <= kTraces; ++t) showText(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
+  for (int t = 1; t <= kTraces; ++t)
+    showText(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
 }
 
 void PartitionDialog::cmdDefault() {

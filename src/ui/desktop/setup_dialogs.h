@@ -23,8 +23,8 @@
 #include "base/port.h"
 #include "column/column.h"
 #include "column/settings.h"
-#include "solver/liquidus.h"
 #include "solver/equilibrium_model.h"
+#include "solver/liquidus.h"
 
 namespace cx::desktop {
 
