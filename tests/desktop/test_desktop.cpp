@@ -723,6 +723,20 @@ void TestDesktop::setupMenuAndNodeViewer() {
       report.contains(QString::fromStdString("F(liq)       " + formatNumber(c.FLiq(3), "0.0000"))));
   QVERIFY(report.contains("Liquid (wt %):"));
   QVERIFY(report.contains("Trace elements, bulk (ppm):"));
+  // The repairs act on the window's column: node 3 as the mean of 2 and 4, then as node 2.
+  Column& live = w.column();
+  const double mean = (live.Temp(2) + live.Temp(4)) / 2.0;
+  const double liquid = (live.MassLiq(2) + live.MassLiq(4)) / 2.0;
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
+  QCOMPARE(live.Temp(3), mean);
+  QCOMPARE(live.MassLiq(3), std::max(liquid, 1e-6));
+  QVERIFY(w.eventsText().contains("Interpolating probelm node: 3"));
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdUsePrevious"), Qt::LeftButton);
+  QCOMPARE(live.Temp(3), live.Temp(2));
+  for (int j = 1; j <= kOxides; ++j) QCOMPARE(live.LiqOx(3, j), live.LiqOx(2, j));
+  QVERIFY(v.reportText().contains(
+      QString::fromStdString("T            " + formatNumber(live.Temp(2) - 273.15, "0.00"))));
+  QCOMPARE(w.graph(1)->canvas()->column()->Temp(3), live.Temp(2));  // the graphs follow
   w.nodeViewer().hide();
 }
 

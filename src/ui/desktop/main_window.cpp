@@ -466,8 +466,8 @@ void MainWindow::showSetupLabels() {
   onLabel("lblFluxRate", s.optionInfiltrate ? q(formatNumber(c.FluxRate, "scientific"))
                                             : QString("Compacting"));
   onLabel("lblVwater", q(vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8)));
-  onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "0.0000")));
-  onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "0.0000")));
+  onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "#0.00000")));
+  onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "#0.00000")));
   onLabel("lblMixing", s.optionMix ? "Mixed" : s.optionDisplace ? "Displace" : "");
   onLabel("lblSettling", s.OptionDrip       ? "Drip"
                          : s.optionLocal    ? "Local"
@@ -955,7 +955,16 @@ SetupDialog& MainWindow::setupDialog(const QString& name) {
 }
 
 NodeViewer& MainWindow::nodeViewer() {
-  if (!nodeViewer_) nodeViewer_ = new NodeViewer(this);
+  if (!nodeViewer_) {
+    nodeViewer_ = new NodeViewer(this);
+    // A repair changes the window's column, so only while nothing runs.
+    connect(nodeViewer_, &NodeViewer::repairRequested, this,
+            [this](int node, NodeViewer::Repair repair) {
+              if (busy()) return;
+              if (repairNode(*column_, node, repair, *log_)) refreshGraphs();
+              nodeViewer_->showColumn(*column_);
+            });
+  }
   return *nodeViewer_;
 }
 

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "base/text_format.h"
+#include "run/node_repair.h"
 #include "thermo/constants.h"
 
 namespace cx::desktop {
@@ -132,12 +133,53 @@ NodeViewer::NodeViewer(QWidget* parent) : QDialog(parent) {
   auto* top = new QHBoxLayout;
   top->addWidget(new QLabel("Node:", this));
   top->addWidget(node_);
+  top->addSpacing(16);
+  struct Cmd {
+    const char* name;
+    const char* caption;
+    Repair repair;
+    const char* tip;
+  };
+  static constexpr Cmd kCommands[] = {
+      {"cmdInterpolate", "&Interpolate", Repair::Interpolate,
+       "Replace this node by the mean of its neighbours (an end node: by extrapolation)"},
+      {"cmdUseNext", "Use &next", Repair::UseNext, "Replace this node by the node above"},
+      {"cmdUsePrevious", "Use &previous", Repair::UsePrevious,
+       "Replace this node by the node below"},
+  };
+  for (const Cmd& c : kCommands) {
+    auto* b = new QPushButton(c.caption, this);
+    b->setObjectName(c.name);
+    b->setToolTip(c.tip);
+    b->setAutoDefault(false);
+    connect(b, &QPushButton::clicked, this,
+            [this, r = c.repair] { emit repairRequested(node(), r); });
+    top->addWidget(b);
+  }
   top->addStretch(1);
   top->addWidget(close);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(top);
   layout->addWidget(report_, 1);
   resize(900, 680);
+}
+
+int NodeViewer::node() const {
+  return node_->value();
+}
+
+bool repairNode(Column& c, int node, NodeViewer::Repair repair, Diagnostics& diag) {
+  if (node < 1 || node > c.NumNodes || c.NumNodes < 3) return false;
+  switch (repair) {
+    case NodeViewer::Repair::Interpolate:
+      if (node == 1 || node == c.NumNodes) return Extrapolate(c, node, diag);
+      return Interpolate(c, node, diag);
+    case NodeViewer::Repair::UseNext:
+      return node < c.NumNodes && UseNextPrevious(c, node, 1, diag);
+    case NodeViewer::Repair::UsePrevious:
+      return node > 1 && UseNextPrevious(c, node, -1, diag);
+  }
+  return false;
 }
 
 void NodeViewer::showColumn(const Column& column) {

@@ -9,6 +9,7 @@
 #include <QSpinBox>
 #include <memory>
 
+#include "base/diagnostics.h"
 #include "column/column.h"
 
 namespace cx::desktop {
@@ -24,11 +25,24 @@ class NodeViewer : public QDialog {
   void showColumn(const Column& column);
   void showNode(int node);
   QString reportText() const { return report_->toPlainText(); }
+  int node() const;
+
+  // How a node is repaired from its neighbours (cmdInterpolate, cmdUseNext, cmdUsePrevious).
+  enum class Repair { Interpolate, UseNext, UsePrevious };
+
+ signals:
+  // The operator asks for a repair of the node shown; the window applies it to its column.
+  void repairRequested(int node, cx::desktop::NodeViewer::Repair repair);
 
  private:
   std::unique_ptr<Column> column_;
   QSpinBox* node_ = nullptr;
   QPlainTextEdit* report_ = nullptr;
 };
+
+// Applies a repair to node `node` of `column`: Interpolate is the mean of the two neighbours for
+// an interior node and the extrapolation from the two nearest for an end node; Use next and Use
+// previous copy the neighbour.  False (with the report in `diag`) when it cannot be made.
+bool repairNode(Column& column, int node, NodeViewer::Repair repair, Diagnostics& diag);
 
 }  // namespace cx::desktop
