@@ -727,6 +727,13 @@ void TestDesktop::setupMenuAndNodeViewer() {
   Column& live = w.column();
   const double mean = (live.Temp(2) + live.Temp(4)) / 2.0;
   const double liquid = (live.MassLiq(2) + live.MassLiq(4)) / 2.0;
+  // A repair asks first; a "no" leaves the node.
+  const double own = live.Temp(3);
+  s.answer = false;
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
+  QCOMPARE(s.questions.last(), QString("Replace the state of node 3 by the mean of its neighbours?"));
+  QCOMPARE(live.Temp(3), own);
+  s.answer = true;
   QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
   QCOMPARE(live.Temp(3), mean);
   QCOMPARE(live.MassLiq(3), std::max(liquid, 1e-6));

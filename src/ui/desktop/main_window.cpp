@@ -961,6 +961,12 @@ NodeViewer& MainWindow::nodeViewer() {
     connect(nodeViewer_, &NodeViewer::repairRequested, this,
             [this](int node, NodeViewer::Repair repair) {
               if (busy()) return;
+              static constexpr const char* kHow[] = {"the mean of its neighbours",
+                                                     "the node above", "the node below"};
+              if (!ask(QString("Replace the state of node %1 by %2?")
+                           .arg(node)
+                           .arg(kHow[static_cast<int>(repair)])))
+                return;
               if (repairNode(*column_, node, repair, *log_)) refreshGraphs();
               nodeViewer_->showColumn(*column_);
             });
