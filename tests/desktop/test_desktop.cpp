@@ -580,6 +580,12 @@ void TestDesktop::setupFormsSideEffects() {
   type(bulkForm, "tbinput(3)", "1100");
   type(bulkForm, "tbinput(4)", "1200");
   bulkForm.cmdUniformT();
+  QCOMPARE(bulkForm.findChild<QLabel*>("lblEndNodes")->text(),
+           QString("On OK, node 1 takes %1 C and node %2 takes %3 C, the far-field temperatures "
+                   "of Setup Misc.")
+               .arg(QString::fromStdString(st.miscText(misc::kFarfieldTBottom)))
+               .arg(c.NumNodes)
+               .arg(QString::fromStdString(st.miscText(misc::kFarfieldTTop))));
   const int n = c.NumNodes;
   QCOMPARE(c.InitT(1), 1200.0 + 273.15);
   QCOMPARE(c.InitT(n), 1100.0 + 273.15);

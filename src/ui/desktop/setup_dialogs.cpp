@@ -480,6 +480,10 @@ BulkDialog::BulkDialog(Column& column, Settings& settings, Port& port, SetupServ
   columnForm->addRow("Step length (cm)", stepLength_);
   nodeCaption_ = new QLabel(nodeBox);
   nodeForm->addRow(nodeCaption_);
+  endNote_ = new QLabel(nodeBox);
+  endNote_->setObjectName("lblEndNodes");
+  endNote_->setWordWrap(true);
+  nodeForm->addRow(endNote_);
 
   QWidget* block = compositionBlock(this, comp_, [this](bool oxide, int i) {
     return makeField(
@@ -537,6 +541,16 @@ void BulkDialog::refresh() {
   showText(fields_[bulk::kTBottom], celsius(c.InitT(1)));
   showText(fields_[bulk::kNumNodes], std::to_string(c.NumNodes));
   stepLength_->setText(q(formatNumber(c.DeltaX, "fixed")));
+  // Without far-field slabs the end nodes are held at the far-field temperatures, which OK
+  // (DimensionFarfield) writes into them: say so, since it overrides what is typed here.
+  const bool slabs = toInt16(settings_.misc(misc::kFarfieldThickness)) >= 1;
+  endNote_->setText(slabs
+                        ? QString()
+                        : QString("On OK, node 1 takes %1 C and node %2 takes %3 C, the far-field "
+                                  "temperatures of Setup Misc.")
+                              .arg(q(settings_.miscText(misc::kFarfieldTBottom)))
+                              .arg(c.NumNodes)
+                              .arg(q(settings_.miscText(misc::kFarfieldTTop))));
   showNode(std::clamp(node_, 1, c.NumNodes));
 }
 

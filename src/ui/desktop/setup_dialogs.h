@@ -140,6 +140,7 @@ class BulkDialog : public SetupDialog {
   CompositionFields comp_;
   QLabel* stepLength_ = nullptr;
   QLabel* nodeCaption_ = nullptr;
+  QLabel* endNote_ = nullptr;
   int node_ = 1;
 };
 
