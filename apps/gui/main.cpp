@@ -1,11 +1,15 @@
 // cumulex-gui: the desktop program.
 //
 //   cumulex-gui [SETUP.cxd] [--dir FOLDER] [--start] [--iterations N] [--screenshot FILE.png]
+//               [--dialog FORM]
 //
 // The working folder (where CXsetup.cxd, CXoutput.txt and CXlog.txt live) is --dir, else the one
 // used last, else "Cumulex" in the user's documents.  --start starts a run at once, --iterations
 // stops each start after N iterations, and --screenshot saves a picture of the screen once the
 // first run has ended and quits (for the documentation and for checks under a virtual display).
+// With --dialog the picture shows that form open instead (MiscForm, CompactForm, BulkForm,
+// InfiltrantForm, InflationForm, SetupDiffusionForm, PartitionCoefsForm, or ViewNodeForm after
+// the initial state has been found).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -16,6 +20,8 @@
 #include <iostream>
 
 #include "ui/desktop/main_window.h"
+#include "ui/desktop/node_viewer.h"
+#include "ui/desktop/setup_dialogs.h"
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
@@ -32,7 +38,9 @@ int main(int argc, char** argv) {
   QCommandLineOption iterationsOption("iterations", "Stop each run after N iterations.", "N");
   QCommandLineOption shotOption("screenshot", "Save the screen after the first run and quit.",
                                 "file");
-  parser.addOptions({dirOption, startOption, iterationsOption, shotOption});
+  QCommandLineOption dialogOption("dialog", "With --screenshot: show this form instead of a run.",
+                                  "form");
+  parser.addOptions({dirOption, startOption, iterationsOption, shotOption, dialogOption});
   parser.addPositionalArgument("setup", "A setup file (.cxd) to open.", "[SETUP.cxd]");
   parser.process(app);
 
@@ -65,16 +73,36 @@ int main(int argc, char** argv) {
     }
     window.setIterationLimit(iterations);
   }
+  const QString form = parser.value(dialogOption);
+  auto grabLater = [&window, shot] {
+    QTimer::singleShot(500, &window, [shot] {
+      const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0);
+      if (!picture.save(shot))
+        std::cerr << "cumulex-gui: cannot write " << shot.toStdString() << '\n';
+      QApplication::exit(picture.isNull() ? 1 : 0);
+    });
+  };
+  if (!shot.isEmpty() && !form.isEmpty()) {
+    if (form == "ViewNodeForm") {
+      QTimer::singleShot(200, &window, [&window] { window.command("cmdFindInitial")->trigger(); });
+      QObject::connect(&window, &cx::desktop::MainWindow::jobFinished, &window,
+                       [&window, grabLater] {
+                         window.command("mnuViewNode")->trigger();
+                         grabLater();
+                       });
+    } else {
+      QTimer::singleShot(200, &window, [&window, form, grabLater] {
+        cx::desktop::SetupDialog& d = window.setupDialog(form);
+        d.refresh();
+        d.show();
+        grabLater();
+      });
+    }
+    return app.exec();
+  }
   if (parser.isSet(startOption) || !shot.isEmpty())
     QTimer::singleShot(200, &window, [&window] { window.command("CmdStart")->trigger(); });
-  if (!shot.isEmpty()) {
-    QObject::connect(&window, &cx::desktop::MainWindow::jobFinished, &window, [&window, shot] {
-      QTimer::singleShot(500, &window, [shot] {
-        const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0);
-        if (!picture.save(shot)) std::cerr << "cumulex-gui: cannot write " << shot.toStdString() << '\n';
-        QApplication::exit(picture.isNull() ? 1 : 0);
-      });
-    });
-  }
+  if (!shot.isEmpty())
+    QObject::connect(&window, &cx::desktop::MainWindow::jobFinished, &window, grabLater);
   return app.exec();
 }

@@ -174,4 +174,32 @@ void refreshInitialProfiles(Column& c) {
   }
 }
 
+bool scaleOxidesTo100(Array1<double>& ox) {
+  double sum = 0.0;
+  for (int j = 1; j <= kOxides; ++j) sum += ox(j);
+  if (!(sum > 0.0) || std::fabs(sum - 100.0) <= 1e-3) return false;
+  for (int j = 1; j <= kOxides; ++j) ox(j) *= 100.0 / sum;
+  return true;
+}
+
+bool scaleOxidesTo100(Array2<double>& ox, int row) {
+  Array1<double> r(1, kOxides);
+  for (int j = 1; j <= kOxides; ++j) r(j) = ox(row, j);
+  if (!scaleOxidesTo100(r)) return false;
+  for (int j = 1; j <= kOxides; ++j) ox(row, j) = r(j);
+  return true;
+}
+
+std::string vwaterTip(const Settings& s) {
+  if (s.misc(misc::kVaporVelocity) < 0.0) return "V(water) = nodes per iteration";
+  return s.optionInfiltrate ? "V(water) = fluxrate * Vwater parameter"
+                            : "V(water) = characteristic velocity * Vwater parameter";
+}
+
+std::string vwaterParameterLabel(const Column& c, const Settings& s) {
+  const double p = s.misc(misc::kVaporVelocity);
+  if (p < 0.0) return "V(water) = " + formatPlain(-p) + " nodes per iteration";
+  return vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8);
+}
+
 }  // namespace cx

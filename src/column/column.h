@@ -126,6 +126,19 @@ double vaporVelocity(const Column& column, const Settings& settings, VaporVeloci
 // The label of the gas velocity: V(water) per day, "scientific" at or below `threshold`.
 std::string vwaterLabel(double vwater, double threshold);
 
+// A composition off 100 wt % by more than 0.001 is scaled to 100 (an empty one is left alone):
+// what the setup file's reader does to the bulk and the infiltrant, and what the forms do on
+// OK, so that the column holds what a saved setup gives back.  True when it was scaled.
+bool scaleOxidesTo100(Array1<double>& ox);
+bool scaleOxidesTo100(Array2<double>& ox, int row);
+
+// The tool tip of the vapor velocity parameter (MiscForm tbInput(12)): how V(water) follows from
+// it in the present run mode.
+std::string vwaterTip(const Settings& settings);
+// lblVwater after the parameter was edited: with a negative parameter the gas moves a number of
+// nodes per iteration ("V(water) = 10 nodes per iteration"), else its velocity (vwaterLabel).
+std::string vwaterParameterLabel(const Column& column, const Settings& settings);
+
 // The molar Mg/(Mg + Fe2+) of row `node` of an oxide table (wt %, MgO and FeO columns), as a
 // fraction; 0 when either oxide is absent.
 double mgNumber(const Array2<double>& oxides, int node);

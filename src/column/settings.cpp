@@ -6,6 +6,7 @@
 #include "base/fault.h"
 #include "base/text_format.h"
 #include "base/vb.h"
+#include "column/names.h"
 
 namespace cx {
 namespace {
@@ -173,6 +174,62 @@ FieldCheck Settings::checkDiffusionField(std::string_view text, std::string_view
   const std::optional<double> v = toNumber(text);
   if (!v) return refuse(std::string(restore));
   return FieldCheck{true, formatNumber(*v, "scientific"), {}};
+}
+
+FieldCheck Settings::checkBulkField(int k, std::string_view text, std::string_view restore,
+                                    int numNodes) {
+  checkIndex(k, bulk::kCount);
+  const std::optional<double> v = toNumber(text);
+  const auto refused = [&] { return refuse(std::string(restore)); };
+  if (!v) return refused();
+  const double x = *v;
+  switch (k) {
+    case bulk::kNodeT:
+      // The setup file holds node temperatures up to 3273.15 K.
+      if (x < 273.15 || x > 3000.0) return refused();
+      return FieldCheck{true, formatExact(x, "Fixed"), {}};
+    case bulk::kLengthM:
+      if (x <= 0.0 || x > 1e7) return refused();  // the file holds up to 1E+09 cm
+      return FieldCheck{true, formatExact(x, "Fixed"), {}};
+    case bulk::kPressure:
+      if (x <= 0.0 || x > 100000.0) return refused();
+      return FieldCheck{true, formatExact(x, "Fixed"), {}};
+    case bulk::kTTop:
+    case bulk::kTBottom:
+      if (x < 600.0 || x > 2000.0) return refused();
+      return FieldCheck{true, formatExact(x, "Fixed"), {}};
+    case bulk::kNumNodes:
+      // A count of 1 would be read back as 10 (the repair of old files), so a column has two
+      // nodes or more.
+      if (x < 2.0 || x > kMaxNodes || x != std::floor(x)) return refused();
+      return FieldCheck{true, std::to_string(static_cast<int>(x)), {}};
+    default:  // bulk::kNode
+      if (x < 1.0 || x > numNodes || x != std::floor(x)) return refused();
+      return FieldCheck{true, std::to_string(static_cast<int>(x)), {}};
+  }
+}
+
+FieldCheck Settings::checkCompositionField(std::string_view text, std::string_view restore) {
+  const std::optional<double> v = toNumber(text);
+  if (!v || *v < 0.0 || !std::isfinite(*v)) return refuse(std::string(restore));
+  return FieldCheck{true, formatExact(*v, "Fixed"), {}};
+}
+
+FieldCheck Settings::checkPartitionField(std::string_view text, std::string_view restore) {
+  const std::optional<double> v = toNumber(text);
+  if (!v || *v < 0.0 || *v > 100000.0) return refuse(std::string(restore));
+  return FieldCheck{true, formatExact(*v, "fixed"), {}};
+}
+
+FieldCheck Settings::checkInflationField(int k, std::string_view text, std::string_view restore,
+                                         double initialHeightM) {
+  checkIndex(k, inflation::kCount);
+  const std::optional<double> v = toNumber(text);
+  if (k == inflation::kFinalHeight && v && *v <= initialHeightM)
+    return FieldCheck{false, std::string(restore),
+                      std::string(kIllegalValue) + std::string(inflation::kHeightMessage)};
+  if (!v || *v < 0.0 || !std::isfinite(*v)) return refuse(std::string(restore));
+  return FieldCheck{true, formatExact(*v, "Fixed"), {}};
 }
 
 FieldCheck Settings::editMiscField(int k, std::string_view text, double currentRate) {

@@ -52,6 +52,29 @@ inline constexpr int kDensityDifference = 6;  // g/cc
 inline constexpr int kCount = 7;
 }  // namespace compact
 
+// BulkForm tbinput(k): the fields of the column as a whole and of the node shown.
+namespace bulk {
+inline constexpr int kNodeT = 0;     // °C, the temperature of the node shown
+inline constexpr int kLengthM = 1;   // "Total Length (m)"
+inline constexpr int kPressure = 2;  // "Pressure (bars, top)"
+inline constexpr int kTTop = 3;      // °C, "T (top)", for a uniform gradient
+inline constexpr int kTBottom = 4;   // °C, "T (bottom)"
+inline constexpr int kNumNodes = 5;  // "Number of nodes"
+inline constexpr int kNode = 6;      // the node shown
+inline constexpr int kCount = 7;
+}  // namespace bulk
+
+// InflationForm tbInput(k).
+namespace inflation {
+inline constexpr int kT = 0;            // °C, the temperature of the inflating magma
+inline constexpr int kRate = 1;         // m/yr, the rate at which the column grows
+inline constexpr int kStart = 2;        // the iteration at which inflation starts
+inline constexpr int kFinalHeight = 3;  // m, the final column height
+inline constexpr int kCount = 4;
+inline constexpr std::string_view kHeightMessage =
+    " Value must be larger that inital column height.";
+}  // namespace inflation
+
 // The check boxes of the main form that steer a run (value 1 = checked).
 struct RunOptions {
   int chkSkipEquilibration = 1;
@@ -107,6 +130,22 @@ class Settings {
   static FieldCheck checkNonNegativeField(std::string_view text, std::string_view restore);
   // Diffusion coefficients: a number, shown "scientific".
   static FieldCheck checkDiffusionField(std::string_view text, std::string_view restore);
+
+  // BulkForm tbinput(k).  `restore` is the text the field showed before the edit; `numNodes`
+  // bounds the node shown (kNode).  Temperatures and pressure stay within what the setup file
+  // reads back; the node count is a whole number of 2 to kMaxNodes.
+  static FieldCheck checkBulkField(int k, std::string_view text, std::string_view restore,
+                                   int numNodes);
+  // Oxides (wt %) and trace contents (ppm): a number of at least 0, shown "Fixed" unless that
+  // would change the value typed (then its shortest exact text).
+  static FieldCheck checkCompositionField(std::string_view text, std::string_view restore);
+  // PartitionCoefsForm tbInput: a coefficient of 0 to 100000 (the range the setup file keeps),
+  // shown "fixed" unless that would change it.
+  static FieldCheck checkPartitionField(std::string_view text, std::string_view restore);
+  // InflationForm tbInput(k): at least 0; the final height (kFinalHeight, m) must exceed the
+  // initial column height `initialHeightM`, else the message names that rule.
+  static FieldCheck checkInflationField(int k, std::string_view text, std::string_view restore,
+                                        double initialHeightM);
 
   // Applies a check to the field: on success the reformatted text is stored.
   FieldCheck editMiscField(int k, std::string_view text, double currentRate = 0.0);

@@ -212,10 +212,7 @@ std::string readNumericText(TextReader& in, const std::string& field) {
 // left alone: rescaling it would only move last decimals, and every save would differ from the
 // one before.
 void scaleTo100(Array1<double>& ox) {
-  double sum = 0.0;
-  for (int j = 1; j <= kOxides; ++j) sum += ox(j);
-  if (sum > 0.0 && std::fabs(sum - 100.0) > 1e-3)
-    for (int j = 1; j <= kOxides; ++j) ox(j) *= 100.0 / sum;
+  scaleOxidesTo100(ox);
 }
 
 std::string lowerCase(std::string_view text) {

@@ -8,6 +8,21 @@
 
 namespace cx {
 
+LiquidProperties liquidProperties(EquilibriumModel& m, const Array1<double>& wt, double T,
+                                  double P) {
+  LiquidProperties r;
+  if (!m.setConditions(T, P) || !m.setLiquidOxides(wt)) return r;
+  double S = 0.0;
+  for (int k = 1; k <= kLiquidComponents; ++k) S += m.BulkMoles(k) * m.Sliq(k);
+  const double V = liquidVolume(*m.ss, m.BulkMoles);
+  if (!(V > 0.0)) return r;
+  // 100 g of liquid: per gram, as the nodes hold it.
+  r.S = S * 0.01;
+  r.Rho = 100.0 / V;
+  r.ok = true;
+  return r;
+}
+
 // FindInitial: iteration 0 of a run.
 namespace {
 

@@ -105,5 +105,52 @@ TEST(ColumnArrays, ShapesOfThePerNodeState) {
   EXPECT_TRUE(c.ActivityFlags(2));
 }
 
+// Compositions are scaled to 100 wt % only when they are off by more than 0.001: a composition
+// written with five decimals is not moved at each save.
+TEST(Compositions, ScaledTo100OnlyWhenOff) {
+  Array1<double> ox(1, kOxides);
+  ox.fill(0.0);
+  EXPECT_FALSE(scaleOxidesTo100(ox));  // empty: left alone
+  ox(1) = 50.0;
+  ox(3) = 30.0;
+  ox(8) = 20.0005;
+  EXPECT_FALSE(scaleOxidesTo100(ox));
+  EXPECT_EQ(ox(8), 20.0005);
+  ox(13) = 1.0;
+  EXPECT_TRUE(scaleOxidesTo100(ox));
+  double sum = 0.0;
+  for (int j = 1; j <= kOxides; ++j) sum += ox(j);
+  EXPECT_NEAR(sum, 100.0, 1e-12);
+  EXPECT_NEAR(ox(1) / ox(3), 50.0 / 30.0, 1e-14);  // proportions kept
+  Array2<double> rows(1, 2, 1, kOxides);
+  rows.fill(0.0);
+  rows(2, 1) = 40.0;
+  rows(2, 2) = 40.0;
+  EXPECT_TRUE(scaleOxidesTo100(rows, 2));
+  EXPECT_EQ(rows(2, 1), 50.0);
+  EXPECT_EQ(rows(1, 1), 0.0);
+}
+
+// The gas velocity's label and tip after the parameter was edited.
+TEST(Vwater, ParameterLabelAndTip) {
+  Column c;
+  Settings s;
+  s.optionInfiltrate = true;
+  s.optionCompact = false;
+  c.FluxRate = 1e-5;
+  s.setMiscText(misc::kVaporVelocity, "2.00");
+  EXPECT_EQ(vwaterTip(s), "V(water) = fluxrate * Vwater parameter");
+  // 2 x 1e-5 cm/s is 1.728 cm/day.
+  EXPECT_EQ(vwaterParameterLabel(c, s), vwaterLabel(2e-5, 1e-8));
+  EXPECT_EQ(vwaterParameterLabel(c, s), "1.728000");
+  s.optionInfiltrate = false;
+  s.optionCompact = true;
+  EXPECT_EQ(vwaterTip(s), "V(water) = characteristic velocity * Vwater parameter");
+  s.setMiscText(misc::kVaporVelocity, "-10.00");
+  EXPECT_EQ(vwaterParameterLabel(c, s), "V(water) = 10 nodes per iteration");
+  s.setMiscText(misc::kVaporVelocity, "-2.5");
+  EXPECT_EQ(vwaterParameterLabel(c, s), "V(water) = 2.5 nodes per iteration");
+}
+
 }  // namespace
 }  // namespace cx

@@ -80,5 +80,73 @@ TEST(SettingsFieldChecks, CompactionFieldsAndTheirCharacteristicScales) {
   EXPECT_FALSE(Settings::checkDiffusionField("x", "1.00E-07").accepted);
 }
 
+// The bulk form's limits: what a column can be, and what the setup file reads back.  A refused
+// value restores what the field showed before.
+TEST(SettingsFieldChecks, BulkFormLimitsAndTheNodeShown) {
+  struct Case {
+    int k;
+    const char* text;
+    bool accepted;
+    const char* shown;
+  };
+  const Case cases[] = {
+      {bulk::kNodeT, "1200", true, "1200.00"},
+      {bulk::kNodeT, "1200.125", true, "1200.125"},  // typed digits are kept
+      {bulk::kNodeT, "273.15", true, "273.15"},
+      {bulk::kNodeT, "273.1", false, "prev"},
+      {bulk::kNodeT, "3000.5", false, "prev"},  // above what the setup file holds
+      {bulk::kLengthM, "0", false, "prev"},
+      {bulk::kLengthM, "0.005", true, "0.005"},
+      {bulk::kLengthM, "2e7", false, "prev"},
+      {bulk::kPressure, "1000", true, "1000.00"},
+      {bulk::kPressure, "-1", false, "prev"},
+      {bulk::kPressure, "100001", false, "prev"},
+      {bulk::kTTop, "599.99", false, "prev"},
+      {bulk::kTTop, "600", true, "600.00"},
+      {bulk::kTBottom, "2000", true, "2000.00"},
+      {bulk::kTBottom, "2000.01", false, "prev"},
+      {bulk::kNumNodes, "1", false, "prev"},  // would read back as 10 nodes
+      {bulk::kNumNodes, "2", true, "2"},
+      {bulk::kNumNodes, "300", true, "300"},
+      {bulk::kNumNodes, "301", false, "prev"},
+      {bulk::kNumNodes, "20.5", false, "prev"},
+      {bulk::kNode, "0", false, "prev"},
+      {bulk::kNode, "20", true, "20"},
+      {bulk::kNode, "21", false, "prev"},
+      {bulk::kNode, "many", false, "prev"},
+  };
+  for (const auto& cs : cases) {
+    const FieldCheck r = Settings::checkBulkField(cs.k, cs.text, "prev", 20);
+    EXPECT_EQ(r.accepted, cs.accepted) << cs.k << " " << cs.text;
+    EXPECT_EQ(r.text, cs.shown) << cs.k << " " << cs.text;
+    EXPECT_EQ(r.message, cs.accepted ? "" : "Illegal value entered!");
+  }
+}
+
+TEST(SettingsFieldChecks, CompositionPartitionAndInflationFields) {
+  // Compositions keep every digit typed (a trace of 0.005 ppm is not 0.01), never below 0.
+  EXPECT_EQ(Settings::checkCompositionField("0.005", "0.00").text, "0.005");
+  EXPECT_EQ(Settings::checkCompositionField("49.5", "0.00").text, "49.50");
+  EXPECT_FALSE(Settings::checkCompositionField("-0.1", "1.00").accepted);
+  EXPECT_EQ(Settings::checkCompositionField("-0.1", "1.00").text, "1.00");
+  // Partition coefficients: 0 to 100000, the preset's small ones kept whole.
+  EXPECT_EQ(Settings::checkPartitionField("0.00036", "0.00").text, "0.00036");
+  EXPECT_EQ(Settings::checkPartitionField("3.2487", "0.00").text, "3.2487");
+  EXPECT_EQ(Settings::checkPartitionField("2", "0.00").text, "2.00");
+  for (const char* bad : {"-1", "100001", "x", ""})
+    EXPECT_FALSE(Settings::checkPartitionField(bad, "0.50").accepted) << bad;
+  // Inflation: the final height must exceed the column's, with its own words.
+  const FieldCheck low = Settings::checkInflationField(inflation::kFinalHeight, "10", "0", 20.0);
+  EXPECT_FALSE(low.accepted);
+  EXPECT_EQ(low.message, "Illegal value entered! Value must be larger that inital column height.");
+  EXPECT_EQ(low.text, "0");
+  EXPECT_FALSE(Settings::checkInflationField(inflation::kFinalHeight, "20", "0", 20.0).accepted);
+  EXPECT_TRUE(Settings::checkInflationField(inflation::kFinalHeight, "25", "0", 20.0).accepted);
+  const FieldCheck word = Settings::checkInflationField(inflation::kFinalHeight, "x", "0", 20.0);
+  EXPECT_EQ(word.message, "Illegal value entered!");
+  EXPECT_FALSE(Settings::checkInflationField(inflation::kT, "-5", "0", 20.0).accepted);
+  EXPECT_TRUE(Settings::checkInflationField(inflation::kRate, "0.5", "0", 20.0).accepted);
+}
+
 }  // namespace
 }  // namespace cx

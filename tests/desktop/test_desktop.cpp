@@ -12,19 +12,36 @@
 #include <filesystem>
 
 #include "base/text_format.h"
+#include "base/vb.h"
 #include "column/phase_options.h"
 #include "persist/files.h"
 #include "persist/output_file.h"
+#include "persist/setup_file.h"
 #include "ui/desktop/graph_panel.h"
 #include "ui/desktop/main_window.h"
+#include "ui/desktop/node_viewer.h"
 #include "ui/desktop/phase_dialogs.h"
 #include "ui/desktop/progress_panel.h"
+#include "ui/desktop/setup_dialogs.h"
 
 using namespace cx;
 using namespace cx::desktop;
 namespace fs = std::filesystem;
 
 namespace {
+
+// Types a value into a field and leaves it, as a user does.
+void type(SetupDialog& d, const QString& name, const QString& text) {
+  QLineEdit* f = d.field(name);
+  QVERIFY2(f != nullptr, qPrintable(name));
+  f->setText(text);
+  emit f->editingFinished();
+}
+
+QString shown(SetupDialog& d, const QString& name) {
+  QLineEdit* f = d.field(name);
+  return f != nullptr ? f->text() : QString("<no field %1>").arg(name);
+}
 
 std::string fileText(const fs::path& p) {
   auto t = readWholeFile(p);
@@ -74,6 +91,10 @@ class TestDesktop : public QObject {
   void exclusionsStayExclusive();
   void activityOptions();
   void progressDisplay();
+  void setupFormsRefuseAndRestore();
+  void setupFormsSideEffects();
+  void editedSetupReadsBackIdentical();
+  void setupMenuAndNodeViewer();
 };
 
 void TestDesktop::sessionOfThePetrologist() {
@@ -424,6 +445,360 @@ void TestDesktop::progressDisplay() {
   info.constrainedComponents.clear();
   panel.show(info);
   QCOMPARE(panel.findChild<QLabel*>("lblConstraints")->text(), QString("none."));
+}
+
+// Every form's refused value: the beep, the message (answered at once: the tests' teller does not
+// block), the listed value back in the field and in the setup.  Numeric-only fields take any
+// number.
+void TestDesktop::setupFormsRefuseAndRestore() {
+  Session s;
+  MainWindow& w = *s.window;
+  Column& c = w.column();
+  Settings& st = w.settings();
+  QSignalSpy beeps(&w.port(), &GuiPort::beeped);
+  struct Case {
+    const char* form;
+    const char* field;
+    const char* typed;
+    bool accepted;
+    const char* shown;
+  };
+  const Case cases[] = {
+      {"MiscForm", "tbInput(9)", "2", false, "1.0"},
+      {"MiscForm", "tbInput(0)", "abc", false, "0.6"},
+      {"MiscForm", "tbInput(15)", "2600", false, "300"},
+      {"MiscForm", "tbInput(8)", "-5", true, "-5.00"},         // numeric only
+      {"MiscForm", "tbInput(16)", "-3000", true, "-3000.00"},  // numeric only
+      {"MiscForm", "tbInput(17)", "", false, "1"},
+      {"CompactForm", "txtbxInput(2)", "-1", false, "0.3"},
+      {"CompactForm", "txtbxInput(3)", "2e15", true, "2.00E+15"},
+      {"BulkForm", "tbinput(3)", "599", false, "T_TOP"},
+      {"BulkForm", "tbinput(5)", "1", false, "NODES"},
+      {"BulkForm", "tbinput(5)", "301", false, "NODES"},
+      {"BulkForm", "tbinput(6)", "NODES+1", false, "1"},
+      {"BulkForm", "tbinput(2)", "0", false, "P_TOP"},
+      {"BulkForm", "txtbxOxBulk(1)", "-3", false, "SIO2"},
+      {"InfiltrantForm", "txtbxOxideInfiltrant(2)", "x", false, "TIO2_INF"},
+      {"InflationForm", "tbInput(0)", "-1", false, "0.00"},
+      {"SetupDiffusionForm", "txtbxOxide(31)", "fast", false, "TRACE_D"},
+      {"PartitionCoefsForm", "tbInput(0)", "none", false, "DCOEF"},
+      {"PartitionCoefsForm", "tbInput(2)", "0.00036", true, "0.00036"},
+  };
+  const int nodes = c.NumNodes;
+  for (const Case& k : cases) {
+    SetupDialog& d = w.setupDialog(k.form);
+    d.refresh();
+    QString expected = k.shown;
+    expected.replace("T_TOP", shown(d, "tbinput(3)"))
+        .replace("NODES", QString::number(nodes))
+        .replace("P_TOP", shown(d, "tbinput(2)"))
+        .replace("SIO2", shown(d, "txtbxOxBulk(1)"))
+        .replace("TIO2_INF", shown(d, "txtbxOxideInfiltrant(2)"))
+        .replace("TRACE_D", shown(d, "txtbxOxide(31)"))
+        .replace("DCOEF", shown(d, "tbInput(0)"));
+    QString typed = k.typed;
+    typed.replace("NODES+1", QString::number(nodes + 1));
+    const int messages = s.messages.size();
+    const int beeped = beeps.size();
+    type(d, k.field, typed);
+    const QString what = QString("%1 %2 '%3'").arg(k.form, k.field, typed);
+    QVERIFY2(shown(d, k.field) == expected,
+             qPrintable(what + ": shows " + shown(d, k.field) + ", not " + expected));
+    QCOMPARE(s.messages.size(), messages + (k.accepted ? 0 : 1));
+    QCOMPARE(beeps.size(), beeped + (k.accepted ? 0 : 1));
+    if (!k.accepted) QCOMPARE(s.messages.last(), QString("Illegal value entered!"));
+  }
+  // The fields are the store: what they show is the setup.
+  QCOMPARE(st.misc(misc::kTimeStepMultiplier), 1.0);
+  QCOMPARE(st.misc(misc::kEntropyError), -5.0);
+  QCOMPARE(st.compactText(compact::kGrainRadiusMm), std::string("0.3"));
+  QCOMPARE(c.NumNodes, nodes);
+  QCOMPARE(c.DCoef(1, 3), 0.00036);  // olivine, Sc
+
+  // The inflation's final height, with its own words; a height above the column passes.
+  SetupDialog& inflation = w.setupDialog("InflationForm");
+  const double heightM = c.Length / 100.0;
+  type(inflation, "tbInput(3)", QString::number(heightM * 0.5));
+  QCOMPARE(s.messages.last(), QString("Illegal value entered! Value must be larger that inital "
+                                      "column height."));
+  const int before = s.messages.size();
+  type(inflation, "tbInput(3)", QString::number(heightM * 2.0));
+  QCOMPARE(s.messages.size(), before);
+  QCOMPARE(val(st.inflationTargetText), heightM * 2.0);
+}
+
+// What the forms do beside their fields: the cooling rates and the gas velocity in the main
+// window's labels, the compaction scales, the Hadley values, the mass-balance oxide, the preset,
+// the bulk commands.
+void TestDesktop::setupFormsSideEffects() {
+  Session s;
+  MainWindow& w = *s.window;
+  Column& c = w.column();
+  Settings& st = w.settings();
+
+  SetupDialog& misc = w.setupDialog("MiscForm");
+  misc.refresh();
+  type(misc, "tbInput(6)", "-0.5");
+  QCOMPARE(shown(misc, "tbInput(6)"), QString("-0.50000"));
+  QCOMPARE(c.TopCoolRate, -0.5 / 86400.0);
+  QCOMPARE(w.labelText("lblTopCoolRate"), QString("-0.50000"));
+  // A refused rate restores the present one.
+  type(misc, "tbInput(7)", "fast");
+  QCOMPARE(shown(misc, "tbInput(7)").toStdString(),
+           formatNumber(c.BottomCoolRate * 86400.0, "#0.00000"));
+  type(misc, "tbInput(12)", "-10");
+  QCOMPARE(w.labelText("lblVwater"), QString("V(water) = 10 nodes per iteration"));
+  type(misc, "tbInput(12)", "2");
+  QCOMPARE(misc.field("tbInput(12)")->toolTip(),
+           QString(st.optionInfiltrate ? "V(water) = fluxrate * Vwater parameter"
+                                       : "V(water) = characteristic velocity * Vwater parameter"));
+  QCOMPARE(w.labelText("lblVwater").toStdString(),
+           vwaterLabel(vaporVelocity(c, st, VaporVelocityAt::SetupRead), 1e-8));
+  auto* misc2 = static_cast<MiscDialog*>(&misc);
+  misc2->option("OptionDrip")->setChecked(true);
+  QVERIFY(st.OptionDrip && !st.optionLocal && !st.optionBottomAccum);
+  QCOMPARE(w.labelText("lblSettling"), QString("Drip"));
+  misc2->option("optionMix")->setChecked(true);
+  QVERIFY(st.optionMix && !st.optionDisplace);
+  QCOMPARE(w.labelText("lblMixing"), QString("Mixed"));
+  // OK sizes the far field: without slabs the end nodes take the far-field temperatures.
+  type(misc, "tbInput(15)", "900");
+  misc.accept();
+  QCOMPARE(c.Temp(c.NumNodes), 900.0 + 273.15);
+
+  // Compaction: the scales follow each accepted value; Hadley asks first.
+  auto& compactForm = static_cast<CompactDialog&>(w.setupDialog("CompactForm"));
+  compactForm.refresh();
+  type(compactForm, "txtbxInput(2)", "0.5");
+  QCOMPARE(compactForm.scaleText("lblLengthScale").toStdString(),
+           formatNumber(st.compactionLength() / 100.0, "fixed"));
+  QCOMPARE(compactForm.scaleText("lblVelocity").toStdString(),
+           formatNumber(st.compactionVelocity(), "scientific"));
+  s.answer = false;
+  compactForm.useHadley();
+  QCOMPARE(s.questions.last(),
+           QString("Do you wish to use the values from Tobias Hadley's Palisades study?"));
+  QCOMPARE(shown(compactForm, "txtbxInput(2)"), QString("0.50"));
+  s.answer = true;
+  compactForm.useHadley();
+  QCOMPARE(shown(compactForm, "txtbxInput(1)"), QString("0.0010"));
+  QCOMPARE(shown(compactForm, "txtbxInput(2)"), QString("0.30"));
+
+  // Diffusion: with every coefficient set, SiO2 closes the balance (its own is cleared); the
+  // first zero coefficient takes over once SiO2 has one.
+  auto& diffusionForm = static_cast<DiffusionDialog&>(w.setupDialog("SetupDiffusionForm"));
+  diffusionForm.refresh();
+  for (int j = 0; j < kOxides; ++j) type(diffusionForm, QString("txtbxOxide(%1)").arg(j), "1e-7");
+  QCOMPARE(diffusionForm.massBalanceOx(), 1);
+  QCOMPARE(c.MassDiffCoef(1, 1), 0.0);
+  QCOMPARE(shown(diffusionForm, "txtbxOxide(0)"), QString("0.00E+00"));
+  type(diffusionForm, "txtbxOxide(6)", "0");  // MnO
+  type(diffusionForm, "txtbxOxide(0)", "2e-7");
+  QCOMPARE(diffusionForm.massBalanceOx(), 7);
+  QCOMPARE(c.MassDiffCoef(1, 1), 2e-7);
+  QVERIFY(diffusionForm.findChild<QLabel*>("lblOxide(7)")->styleSheet().contains("255,0,0"));
+  QVERIFY(!diffusionForm.findChild<QLabel*>("lblOxide(1)")->styleSheet().contains("255,0,0"));
+  QVERIFY(diffusionForm.findChild<QLabel*>("lblHelp")->text().contains(
+      "This one component, highlighted in red, is calculated by mass balance."));
+  // Cancel gives back the coefficients of the opening.
+  const Array2<double> opened = c.MassDiffCoef;
+  diffusionForm.refresh();
+  type(diffusionForm, "txtbxOxide(3)", "5e-6");
+  diffusionForm.reject();
+  QVERIFY(c.MassDiffCoef == opened);
+
+  // The preset: its question; a "no" changes nothing.
+  auto& partitionForm = static_cast<PartitionDialog&>(w.setupDialog("PartitionCoefsForm"));
+  partitionForm.refresh();
+  partitionForm.showPhase(2);               // plagioclase
+  type(partitionForm, "tbInput(10)", "9");  // Sr
+  s.answer = false;
+  partitionForm.cmdDefault();
+  QCOMPARE(s.questions.last(), QString("Do you wish to use the partition coefficients of Anne "
+                                       "Corlett    for applicable phases and elements?"));
+  QCOMPARE(c.DCoef(2, 11), 9.0);
+  s.answer = true;
+  partitionForm.cmdDefault();
+  QCOMPARE(c.DCoef(2, 11), 3.2487);
+  QCOMPARE(shown(partitionForm, "tbInput(10)"), QString("3.2487"));
+
+  // Bulk: a uniform gradient between the two end temperatures; the node commands.
+  auto& bulkForm = static_cast<BulkDialog&>(w.setupDialog("BulkForm"));
+  bulkForm.refresh();
+  type(bulkForm, "tbinput(3)", "1100");
+  type(bulkForm, "tbinput(4)", "1200");
+  bulkForm.cmdUniformT();
+  QCOMPARE(bulkForm.findChild<QLabel*>("lblEndNodes")->text(),
+           QString("On OK, node 1 takes %1 C and node %2 takes %3 C, the far-field temperatures "
+                   "of Setup Misc.")
+               .arg(QString::fromStdString(st.miscText(misc::kFarfieldTBottom)))
+               .arg(c.NumNodes)
+               .arg(QString::fromStdString(st.miscText(misc::kFarfieldTTop))));
+  const int n = c.NumNodes;
+  QCOMPARE(c.InitT(1), 1200.0 + 273.15);
+  QCOMPARE(c.InitT(n), 1100.0 + 273.15);
+  QVERIFY(std::abs(c.InitT(2) - c.InitT(1) - (c.InitT(n) - c.InitT(1)) / (n - 1)) < 1e-9);
+  bulkForm.cmdNextNode();
+  QCOMPARE(bulkForm.node(), 2);
+  type(bulkForm, "txtbxOxBulk(8)", "20");  // MgO of node 2
+  QCOMPARE(c.InitBulkOx(2, 8), 20.0);
+  bulkForm.NormalizeBulk();
+  double sum = 0.0;
+  for (int j = 1; j <= kOxides; ++j) sum += c.InitBulkOx(2, j);
+  QVERIFY(std::abs(sum - 100.0) < 1e-9);
+  bulkForm.cmdNextNode();
+  bulkForm.cmdSameAsPrevious();
+  for (int j = 1; j <= kOxides; ++j) QCOMPARE(c.InitBulkOx(3, j), c.InitBulkOx(2, j));
+  type(bulkForm, "tbinput(6)", "1");
+  QCOMPARE(bulkForm.node(), 1);
+  bulkForm.cmdUniformBulk();
+  for (int i = 2; i <= n; ++i)
+    for (int j = 1; j <= kOxides; ++j) QCOMPARE(c.InitBulkOx(i, j), c.InitBulkOx(1, j));
+  // The liquidus of the node shown becomes its temperature, and the status names the phase.
+  const double before = c.InitT(1);
+  bulkForm.Liquidus();
+  QVERIFY(c.InitT(1) != before);
+  QVERIFY(c.InitT(1) > 900.0 + 273.15 && c.InitT(1) < 1600.0 + 273.15);
+  QCOMPARE(shown(bulkForm, "tbinput(0)").toStdString(), formatExact(c.InitT(1) - 273.15, "Fixed"));
+  QVERIFY(w.statusText().startsWith("Liquidus of node 1: "));
+  // More nodes: the new ones take the old top's composition; the step length follows.
+  type(bulkForm, "tbinput(5)", QString::number(n + 2));
+  QCOMPARE(c.NumNodes, n + 2);
+  QCOMPARE(c.DeltaX, c.Length / (n + 2));
+  QCOMPARE(c.InitBulkOx(n + 2, 1), c.InitBulkOx(n, 1));
+  QCOMPARE(w.labelText("lblSteps"), QString::number(n + 2));
+}
+
+// A setup edited in the forms and saved reads back, through the command line's reader, as the
+// very setup the window holds.
+void TestDesktop::editedSetupReadsBackIdentical() {
+  Session s;
+  MainWindow& w = *s.window;
+  s.answer = true;
+  SetupDialog& misc = w.setupDialog("MiscForm");
+  type(misc, "tbInput(9)", "0.25");
+  type(misc, "tbInput(6)", "-0.125");
+  type(misc, "tbInput(16)", "750.5");
+  static_cast<MiscDialog&>(misc).option("OptionDrip")->setChecked(true);
+  misc.accept();
+  SetupDialog& compactForm = w.setupDialog("CompactForm");
+  type(compactForm, "txtbxInput(5)", "0.002");
+  type(compactForm, "txtbxInput(3)", "3e14");
+  auto& bulkForm = static_cast<BulkDialog&>(w.setupDialog("BulkForm"));
+  type(bulkForm, "tbinput(5)", "24");
+  type(bulkForm, "tbinput(1)", "12.345");
+  type(bulkForm, "tbinput(2)", "1500");
+  bulkForm.showNode(5);
+  type(bulkForm, "tbinput(0)", "1123.4");
+  type(bulkForm, "txtbxOxBulk(13)", "0.125");
+  type(bulkForm, "txtbxTraceBulk(39)", "0.005");  // Au, ppm
+  bulkForm.accept();
+  SetupDialog& infiltrant = w.setupDialog("InfiltrantForm");
+  type(infiltrant, "txtbxOxideInfiltrant(1)", "48.25");
+  type(infiltrant, "txtbxTInfiltrant", "1180");
+  type(infiltrant, "txtbxFluxRate", "2.5e-6");
+  infiltrant.accept();
+  SetupDialog& inflation = w.setupDialog("InflationForm");
+  type(inflation, "tbInput(3)", "50");
+  type(inflation, "tbOxide(3)", "15.5");
+  auto& partitionForm = static_cast<PartitionDialog&>(w.setupDialog("PartitionCoefsForm"));
+  partitionForm.cmdDefault();
+  partitionForm.showPhase(18);
+  type(partitionForm, "tbInput(9)", "2.125");  // Rb in biotite
+  SetupDialog& diffusionForm = w.setupDialog("SetupDiffusionForm");
+  diffusionForm.refresh();
+  type(diffusionForm, "txtbxOxide(7)", "3.5e-8");
+  type(diffusionForm, "txtbxOxide(20)", "0.0042");
+  diffusionForm.accept();
+  QVERIFY(s.messages.isEmpty() || !s.messages.contains("Illegal value entered!"));
+
+  const QString file = s.dir.filePath("edited.cxd");
+  QVERIFY(saveSetupAs(w.folder(), file.toStdString(), w.column(), w.settings(), w.port()));
+  Column back;
+  Settings backSettings;
+  const SetupReadResult r = readSetupFile(file.toStdString(), back, backSettings);
+  QVERIFY2(r.ok, r.message.c_str());
+  const Column& c = w.column();
+  QCOMPARE(back.NumNodes, 24);
+  QCOMPARE(back.Length, 1234.5);
+  QCOMPARE(back.TopPressure, 1500.0);
+  QCOMPARE(back.TopCoolRate, c.TopCoolRate);
+  QCOMPARE(back.FluxRate, 2.5e-6);
+  QCOMPARE(back.InfiltrantT, 1180.0);
+  for (int i = 1; i <= back.NumNodes; ++i) {
+    QCOMPARE(back.InitT(i), c.InitT(i));
+    for (int j = 1; j <= kOxides; ++j) QCOMPARE(back.InitBulkOx(i, j), c.InitBulkOx(i, j));
+    for (int t = 1; t <= kTraces; ++t) QCOMPARE(back.InitBulkTrace(i, t), c.InitBulkTrace(i, t));
+  }
+  QCOMPARE(back.InitBulkTrace(5, 39), 0.005);
+  QCOMPARE(back.InitT(5), 1123.4 + 273.15);
+  QVERIFY(back.DCoef == c.DCoef);
+  QCOMPARE(back.DCoef(18, 10), 2.125);
+  QVERIFY(back.MassDiffCoef == c.MassDiffCoef);
+  QVERIFY(back.SoretCoef == c.SoretCoef);
+  QCOMPARE(back.DiffusionOrder, c.DiffusionOrder);
+  QVERIFY(back.InflationOx == c.InflationOx);
+  QVERIFY(back.InfiltrantOx == c.InfiltrantOx);
+  for (int k = 0; k < misc::kCount; ++k) QCOMPARE(backSettings.misc(k), w.settings().misc(k));
+  for (int k = 0; k < compact::kCount; ++k)
+    QCOMPARE(backSettings.compact(k), w.settings().compact(k));
+  QVERIFY(backSettings.OptionDrip);
+  QCOMPARE(backSettings.inflationTargetText, std::string("50.00"));
+  // And the file written from what was read is the same file.
+  QCOMPARE(setupText(back, backSettings), setupText(c, w.settings()));
+}
+
+void TestDesktop::setupMenuAndNodeViewer() {
+  Session s;
+  MainWindow& w = *s.window;
+  for (const char* name :
+       {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction", "mnuInflation",
+        "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc", "mnuViewNode"}) {
+    QAction* a = w.command(name);
+    QVERIFY2(a != nullptr, name);
+    QVERIFY2(a->isEnabled(), name);
+  }
+  QCOMPARE(w.command("mnuSetupMisc")->text(), QString("Setup &Misc..."));
+  QCOMPARE(w.command("mnuPartitionCoefs")->text(), QString("Setup &Partition Coefficients..."));
+  // The initial state, then the viewer of node 3.
+  w.command("cmdFindInitial")->trigger();
+  QVERIFY(!w.command("mnuSetupBulk")->isEnabled());  // no setup edits while a job runs
+  QVERIFY(waitForJob(w));
+  QVERIFY(w.command("mnuSetupBulk")->isEnabled());
+  w.command("mnuViewNode")->trigger();
+  NodeViewer& v = w.nodeViewer();
+  v.showNode(3);
+  const Column& c = w.column();
+  const QString report = v.reportText();
+  QVERIFY(report.startsWith("Node 3 of " + QString::number(c.NumNodes)));
+  QVERIFY(report.contains(
+      QString::fromStdString("T            " + formatNumber(c.Temp(3) - 273.15, "0.00") + " C")));
+  QVERIFY(
+      report.contains(QString::fromStdString("F(liq)       " + formatNumber(c.FLiq(3), "0.0000"))));
+  QVERIFY(report.contains("Liquid (wt %):"));
+  QVERIFY(report.contains("Trace elements, bulk (ppm):"));
+  // The repairs act on the window's column: node 3 as the mean of 2 and 4, then as node 2.
+  Column& live = w.column();
+  const double mean = (live.Temp(2) + live.Temp(4)) / 2.0;
+  const double liquid = (live.MassLiq(2) + live.MassLiq(4)) / 2.0;
+  // A repair asks first; a "no" leaves the node.
+  const double own = live.Temp(3);
+  s.answer = false;
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
+  QCOMPARE(s.questions.last(), QString("Replace the state of node 3 by the mean of its neighbours?"));
+  QCOMPARE(live.Temp(3), own);
+  s.answer = true;
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
+  QCOMPARE(live.Temp(3), mean);
+  QCOMPARE(live.MassLiq(3), std::max(liquid, 1e-6));
+  QVERIFY(w.eventsText().contains("Interpolating probelm node: 3"));
+  QTest::mouseClick(v.findChild<QPushButton*>("cmdUsePrevious"), Qt::LeftButton);
+  QCOMPARE(live.Temp(3), live.Temp(2));
+  for (int j = 1; j <= kOxides; ++j) QCOMPARE(live.LiqOx(3, j), live.LiqOx(2, j));
+  QVERIFY(v.reportText().contains(
+      QString::fromStdString("T            " + formatNumber(live.Temp(2) - 273.15, "0.00"))));
+  QCOMPARE(w.graph(1)->canvas()->column()->Temp(3), live.Temp(2));  // the graphs follow
+  w.nodeViewer().hide();
 }
 
 QTEST_MAIN(TestDesktop)

@@ -24,17 +24,21 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <cmath>
+#include <tuple>
 
 #include "base/text_format.h"
 #include "persist/default_setup.h"
 #include "persist/files.h"
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
+#include "run/node_equilibrium.h"
 #include "run/run_driver.h"
 #include "ui/desktop/graph_painting.h"
 #include "ui/desktop/graph_panel.h"
+#include "ui/desktop/node_viewer.h"
 #include "ui/desktop/phase_dialogs.h"
 #include "ui/desktop/progress_panel.h"
+#include "ui/desktop/setup_dialogs.h"
 
 namespace cx::desktop {
 
@@ -235,6 +239,26 @@ void MainWindow::buildCommands() {
             optionsDialog().updateDisplay();
             optionsDialog().exec();
           });
+  // The setup forms: each shows the setup as it stands and edits it in place.
+  for (const auto& [name, caption, form] :
+       {std::tuple{"mnuSetupBulk", "Setup &Bulk...", "BulkForm"},
+        std::tuple{"mnuSetupInfiltrant", "Setup &Infiltrant...", "InfiltrantForm"},
+        std::tuple{"mnuSetupCompaction", "Setup &Compaction...", "CompactForm"},
+        std::tuple{"mnuInflation", "Setup I&nflation...", "InflationForm"},
+        std::tuple{"mnuSetupDiffusionCoefs", "Setup &Diffusion Coefs...", "SetupDiffusionForm"},
+        std::tuple{"mnuPartitionCoefs", "Setup &Partition Coefficients...", "PartitionCoefsForm"},
+        std::tuple{"mnuSetupMisc", "Setup &Misc...", "MiscForm"}})
+    connect(makeCommand(name, caption, {}), &QAction::triggered, this, [this, f = QString(form)] {
+      if (busy()) return;
+      SetupDialog& d = setupDialog(f);
+      d.refresh();
+      d.exec();
+    });
+  connect(makeCommand("mnuViewNode", " &View Node", {}), &QAction::triggered, this, [this] {
+    nodeViewer().showColumn(shown_ ? *shown_ : *column_);
+    nodeViewer().show();
+    nodeViewer().raise();
+  });
   connect(makeCommand("mnuMakeCurrentInitial", "&Set Current State as Initial", {}),
           &QAction::triggered, this, &MainWindow::mnuMakeCurrentInitial);
   connect(makeCommand("mnuViewErrors", " View E&vents", QKeySequence("Ctrl+Shift+V")),
@@ -293,6 +317,13 @@ void MainWindow::buildMenus() {
   run->addSeparator();
   run->addAction(command("cmdSnapShot"));
 
+  auto* setup = menuBar()->addMenu("Set&up");
+  setup->setObjectName("mnuSetup");
+  for (const char* name :
+       {"mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction", "mnuInflation",
+        "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
+    setup->addAction(command(name));
+
   optionsMenu_ = menuBar()->addMenu("&Options");
   optionsMenu_->setObjectName("mnuOptions");
   optionsMenu_->addAction(command("mnuExcludedPhases"));
@@ -300,6 +331,7 @@ void MainWindow::buildMenus() {
 
   auto* view = menuBar()->addMenu("&View");
   view->addAction(command("mnuViewErrors"));
+  view->addAction(command("mnuViewNode"));
 
   auto* help = menuBar()->addMenu("&Help");
   help->addAction(command("mnuHelp"));
@@ -434,8 +466,8 @@ void MainWindow::showSetupLabels() {
   onLabel("lblFluxRate",
           s.optionInfiltrate ? q(formatNumber(c.FluxRate, "scientific")) : QString("Compacting"));
   onLabel("lblVwater", q(vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8)));
-  onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "0.0000")));
-  onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "0.0000")));
+  onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "#0.00000")));
+  onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "#0.00000")));
   onLabel("lblMixing", s.optionMix ? "Mixed" : s.optionDisplace ? "Displace" : "");
   onLabel("lblSettling", s.OptionDrip          ? "Drip"
                          : s.optionLocal       ? "Local"
@@ -529,9 +561,11 @@ void MainWindow::loadGraphChoices() {
 // --- Jobs ------------------------------------------------------------------------------------
 
 void MainWindow::setRunning(bool running, bool filmOnly) {
-  for (const char* name : {"CmdStart", "cmdFindInitial", "cmdLoadLastIteration", "cmdShowMovie",
-                           "mnuOpen", "mnuSave", "mnuSaveAs", "mnuWorkingFolder",
-                           "mnuExcludedPhases", "mnuActivtyModels", "mnuMakeCurrentInitial"})
+  for (const char* name :
+       {"CmdStart", "cmdFindInitial", "cmdLoadLastIteration", "cmdShowMovie", "mnuOpen", "mnuSave",
+        "mnuSaveAs", "mnuWorkingFolder", "mnuExcludedPhases", "mnuActivtyModels",
+        "mnuMakeCurrentInitial", "mnuSetupBulk", "mnuSetupInfiltrant", "mnuSetupCompaction",
+        "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
     command(name)->setEnabled(!running);
   recentMenu_->setEnabled(!running);
   loadIteration_->setEnabled(!running);
@@ -891,6 +925,58 @@ ExcludeDialog& MainWindow::excludeDialog() {
 OptionsDialog& MainWindow::optionsDialog() {
   if (!options_) options_ = new OptionsDialog(*column_, settings_, this);
   return *options_;
+}
+
+SetupDialog& MainWindow::setupDialog(const QString& name) {
+  QPointer<SetupDialog>& d = setupDialogs_[name];
+  if (d) return *d;
+  SetupServices services;
+  services.model = [this]() -> EquilibriumModel& {
+    return columnSolver(*ctx_).model(*column_, settings_, *log_, *port_);
+  };
+  if (name == "MiscForm")
+    d = new MiscDialog(*column_, settings_, *port_, this);
+  else if (name == "CompactForm")
+    d = new CompactDialog(*column_, settings_, *port_, this);
+  else if (name == "BulkForm")
+    d = new BulkDialog(*column_, settings_, *port_, services, this);
+  else if (name == "InfiltrantForm")
+    d = new InfiltrantDialog(*column_, settings_, *port_, services, this);
+  else if (name == "InflationForm")
+    d = new InflationDialog(*column_, settings_, *port_, services, this);
+  else if (name == "SetupDiffusionForm")
+    d = new DiffusionDialog(*column_, settings_, *port_, this);
+  else
+    d = new PartitionDialog(*column_, settings_, *port_, this);
+  connect(d, &SetupDialog::setupChanged, this, &MainWindow::setupEdited);
+  return *d;
+}
+
+NodeViewer& MainWindow::nodeViewer() {
+  if (!nodeViewer_) {
+    nodeViewer_ = new NodeViewer(this);
+    // A repair changes the window's column, so only while nothing runs.
+    connect(nodeViewer_, &NodeViewer::repairRequested, this,
+            [this](int node, NodeViewer::Repair repair) {
+              if (busy()) return;
+              static constexpr const char* kHow[] = {"the mean of its neighbours",
+                                                     "the node above", "the node below"};
+              if (!ask(QString("Replace the state of node %1 by %2?")
+                           .arg(node)
+                           .arg(kHow[static_cast<int>(repair)])))
+                return;
+              if (repairNode(*column_, node, repair, *log_)) refreshGraphs();
+              nodeViewer_->showColumn(*column_);
+            });
+  }
+  return *nodeViewer_;
+}
+
+void MainWindow::setupEdited() {
+  // The forms set the labels of their own fields; the column's follow here.
+  showColumnLabels(*column_);
+  command("CmdStart")->setEnabled(true);
+  refreshGraphs();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -37,6 +37,8 @@ class GraphPanel;
 class ProgressPanel;
 class ExcludeDialog;
 class OptionsDialog;
+class SetupDialog;
+class NodeViewer;
 
 inline constexpr const char* kVersion = "7.03";
 
@@ -79,6 +81,10 @@ class MainWindow : public QMainWindow {
   GuiPort& port() { return *port_; }
   ExcludeDialog& excludeDialog();
   OptionsDialog& optionsDialog();
+  // The setup form of a control name ("MiscForm", "CompactForm", "BulkForm", "InfiltrantForm",
+  // "InflationForm", "SetupDiffusionForm", "PartitionCoefsForm"), made on first use.
+  SetupDialog& setupDialog(const QString& name);
+  NodeViewer& nodeViewer();
   QLineEdit* loadIterationField() const { return loadIteration_; }
   // Opens a setup file (mnuOpen after its dialog); a bad file leaves everything as it was.
   void openSetupFile(const QString& file);
@@ -120,6 +126,8 @@ class MainWindow : public QMainWindow {
   void mnuWorkingFolder();
   void mnuHelp();
   void mnuAbout();
+  // A setup form changed the setup: the labels and graphs follow.
+  void setupEdited();
 
   // --- State -------------------------------------------------------------------------------
   void startup(const std::filesystem::path& setup);
@@ -177,6 +185,8 @@ class MainWindow : public QMainWindow {
   QMenu* optionsMenu_ = nullptr;
   QPointer<ExcludeDialog> exclude_;
   QPointer<OptionsDialog> options_;
+  std::map<QString, QPointer<SetupDialog>> setupDialogs_;
+  QPointer<NodeViewer> nodeViewer_;
   QTimer progressTimer_;
   std::map<QString, QLabel*> labels_;  // the display fields by control name
   int tick_ = 0;
