@@ -337,7 +337,11 @@ class Driver {
         outcome_.message = "Problem finding initial assemblage!!!";
         throw LeaveRun{};
       }
-      if (s_.optionBottomAccum) FindPileTop(c_, s_, port_);
+      // A pile that compacts is found at the start, like one that grows from settling crystals:
+      // its velocities are solved only for a pile of more than one node.
+      const bool compacting =
+          s_.optionCompact && s_.run.chkSkipCompaction == 0 && s_.run.chkSkipAdvection == 0;
+      if (s_.optionBottomAccum || compacting) FindPileTop(c_, s_, port_);
       c_.BottomNode = 1;
       writeSetupOrStop();
       log_.open(ctx_.folder, /*forAppend=*/false);
