@@ -321,10 +321,12 @@ class Advection {
       st.V = VSolid(i);
       const double fAbove = FSolid(i + 1);
       if (rigid(i)) {
-        if (fAbove > 0.0) {
+        if (fAbove > 0.0 && VSolid(i + 1) < 0.0) {
+          // What falls in is what the node above gives off: its velocity, not this node's.
+          const double vIn = VSolid(i + 1);
           const double a = st.phi * st.R;
-          const double b = -cc_ * st.V * c_.RhoSolid(i + 1) * fAbove;
-          const double incoming = -cc_ * st.V * fAbove;
+          const double b = -cc_ * vIn * c_.RhoSolid(i + 1) * fAbove;
+          const double incoming = -cc_ * vIn * fAbove;
           forEachSolidContent(i,
                               [&](double& x, double above) { x = rigidMassMean(x, above, a, b); });
           for (Array1<double>* a1 : {&c_.RhoSolid, &c_.SSolid, &TSolid})
@@ -401,10 +403,12 @@ class Advection {
   // The matrix's volume fraction follows d(phi_s)/dt = -d(phi_s V)/dz; the liquid fills the rest.
   void changeFractions(int t) {
     const double deformLimit = s_.compact(compact::kMinLiquidFraction);
-    for (int i = 2; i <= t - 1; ++i) {
-      if (!(c_.FLiq(i) > deformLimit && c_.FLiq(i - 1) > deformLimit && FSolid(i) > 0.0 &&
-            FSolid(i + 1) > 0.0))
+    for (int i = 1; i <= t - 1; ++i) {
+      if (rigid(i) || !(c_.FLiq(i) > deformLimit && c_.FLiq(i - 1) > deformLimit &&
+                        FSolid(i) > 0.0 && FSolid(i + 1) > 0.0)) {
+        receiveFromAbove(i, deformLimit);
         continue;
+      }
       const double V = VSolid(i);
       const double o = c_.FLiq(i);
       double fl =
@@ -421,6 +425,20 @@ class Advection {
       }
       c_.MassLiq(i) = std::max(100.0 - c_.MassSolid(i) - c_.MassWater(i), 0.1);
     }
+  }
+
+  // A node that does not deform takes in, as far as its liquid leaves room above the lowest
+  // porosity that deforms, the matrix that the node above gives off downward,
+  // c |V(i+1)| FSolid(i+1): the share the deforming node above loses.
+  void receiveFromAbove(int i, double deformLimit) {
+    if (!(FSolid(i + 1) > 0.0) || !(VSolid(i + 1) < 0.0)) return;
+    const double room = c_.FLiq(i) - std::max(deformLimit, 0.99 * kFMin);
+    if (room <= 0.0) return;
+    const double add = std::min(-cc_ * VSolid(i + 1) * FSolid(i + 1), room);
+    c_.FLiq(i) -= add;
+    FSolid(i) += add;
+    c_.MassSolid(i) = solidMassFromFractions(c_, i, FSolid(i), FGas(i));
+    c_.MassLiq(i) = std::max(100.0 - c_.MassSolid(i) - c_.MassWater(i), 0.1);
   }
 
   void carryPileTop(double vt) {
