@@ -89,9 +89,10 @@ TEST(Examples, TheCompactingCumulateExpelsItsLiquid) {
   EXPECT_EQ(c.TopNode, 12);
   EXPECT_LT(c.PileTop, 12 * c.DeltaX);
   for (int i = 2; i <= 11; ++i) EXPECT_LT(c.Vsolid(i), 0.0) << "node " << i;
-  // Liquid fraction: lower at the base of the pile than at the start, higher in the top node.
-  for (int i = 1; i <= 3; ++i) EXPECT_LT(c.FLiq(i), c.InitFLiq(i)) << "node " << i;
-  EXPECT_GT(c.FLiq(12), c.InitFLiq(12));
+  // Liquid fraction (all nodes started alike): fallen at the base of the pile, where the
+  // matrix has compacted most, risen in the top node the pile top is leaving.
+  EXPECT_LT(c.FLiq(1), c.FLiq(10) - 0.01);
+  EXPECT_GT(c.FLiq(12), c.FLiq(11) + 0.02);
   EXPECT_EQ(c.MassSolid(13), 0.0);
 }
 
