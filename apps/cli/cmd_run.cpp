@@ -124,6 +124,12 @@ int runCommand(const RunOptionsCli& o) {
     }
   }
   column->FindInitialOnly = o.initialOnly;
+  // The pile's characteristic scales (what CompactForm shows), from the compaction fields.
+  if (settings.optionCompact)
+    std::cerr << "Compaction length " << formatNumber(settings.compactionLength() / 100.0, "fixed")
+              << " m, time " << formatNumber(settings.compactionTimeScaleDays(), "###,###,###.00")
+              << " days, velocity " << formatNumber(settings.compactionVelocity(), "scientific")
+              << " cm/s\n";
 
   // Ctrl-C and a polite kill both halt the run at its next turn.
   std::signal(SIGINT, onInterrupt);
