@@ -1,13 +1,17 @@
 // The transport steps of one iteration on a full column: liquid mass diffusion and the node
-// volume correction, the compaction velocities of the pile, 300 nodes, 15 oxides and 40 trace elements.
+// volume correction, the compaction velocities of the pile, one advection step, 300 nodes, 15
+// oxides and 40 trace elements.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "base/port.h"
 #include "column/column.h"
 #include "column/settings.h"
 #include "transport/adjust_nodes.h"
+#include "transport/advection.h"
 #include "transport/compaction.h"
 #include "transport/mass_diffusion.h"
 
@@ -102,5 +106,57 @@ void BM_AdjustNodes(benchmark::State& state) {
   if (diag.ErrorFlag) state.SkipWithError("AdjustNodes failed");
 }
 BENCHMARK(BM_AdjustNodes)->Unit(benchmark::kMicrosecond);
+
+// One advection step of a compacting pile of 200 nodes (its top half way up node 200) under
+// 100 nodes of magma, with gas in the magma and the bulk rebuilt after each sub-step: the
+// compaction velocities of the pile, a time step that moves the fastest of them by 0.9 of a node
+// (one sub-step).
+void BM_Advect(benchmark::State& state) {
+  cx::Settings s;
+  s.setMiscText(cx::misc::kFarfieldThickness, "0");
+  s.optionCompact = true;
+  s.run.chkSkipCompaction = 0;
+  s.run.chkSkipGas = 0;
+  s.run.chkSkipTrace = 1;  // the synthetic column has no partition data to distribute by
+  const cx::ThermoTables tables = cx::loadThermoTables();
+  cx::RecordingDiagnostics diag;
+  cx::NullPort port;
+  cx::Column start = benchColumn(s);
+  for (int i = 1; i <= start.NumNodes; ++i) {
+    const double solid = i <= 200 ? 40.0 + 0.05 * i : 0.0;
+    start.MassSolid(i) = solid;
+    start.MassLiq(i) = 100.0 - solid;
+    for (int k = 1; k <= cx::kPhaseOrderSize; ++k) start.PhaseMass(i, k) = solid;
+    if (i > 240 && i < 280) {
+      start.MassWater(i) = 0.5;
+      start.MassLiq(i) -= 0.5;
+      start.RhoWater(i) = 4.0;
+      start.GasComp(i, 1) = 80.0;
+      start.GasComp(i, 2) = 20.0;
+    }
+  }
+  start.TopNode = 200;
+  start.PileTop = 199.5 * start.DeltaX;
+  const cx::CompactionVelocities v = cx::CompactPile(start, s, port);
+  start.Vsolid = v.VSolid;
+  start.Vliquid = v.VLiq;
+  double vmax = 0.0;
+  for (int i = 1; i <= start.NumNodes; ++i)
+    vmax = std::max({vmax, std::fabs(v.VSolid(i)), std::fabs(v.VLiq(i))});
+  start.DeltaT = 0.9 * start.DeltaX / vmax;
+  start.Vwater = 0.5 * start.DeltaX / start.DeltaT;
+  cx::Column c = start;
+  for (auto _ : state) {
+    state.PauseTiming();
+    c = start;
+    state.ResumeTiming();
+    cx::Advect(c, s, c.Vliquid, c.Vsolid, c.Vwater, c.PhaseX, 1, c.TopNode, tables, diag, port);
+    benchmark::ClobberMemory();
+  }
+  if (diag.ErrorFlag)
+    state.SkipWithError(
+        ("Advect failed: " + (diag.reports.empty() ? std::string() : diag.reports.back())).c_str());
+}
+BENCHMARK(BM_Advect)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "run/run_driver.h"
+#include "transport/compaction.h"
 #include "ui/console_port.h"
 
 namespace cx::cli {
@@ -123,6 +124,12 @@ int runCommand(const RunOptionsCli& o) {
     }
   }
   column->FindInitialOnly = o.initialOnly;
+  // The pile's characteristic scales (what CompactForm shows), from the compaction fields.
+  if (settings.optionCompact)
+    std::cerr << "Compaction length " << formatNumber(settings.compactionLength() / 100.0, "fixed")
+              << " m, time " << formatNumber(settings.compactionTimeScaleDays(), "###,###,###.00")
+              << " days, velocity " << formatNumber(settings.compactionVelocity(), "scientific")
+              << " cm/s\n";
 
   // Ctrl-C and a polite kill both halt the run at its next turn.
   std::signal(SIGINT, onInterrupt);
@@ -148,9 +155,8 @@ int runCommand(const RunOptionsCli& o) {
 }
 
 // The layout a saved iteration is read into: the setup of the folder when it has one.
-std::unique_ptr<Column> layoutOf(const fs::path& dir) {
+std::unique_ptr<Column> layoutOf(const fs::path& dir, Settings& settings) {
   auto column = std::make_unique<Column>();
-  Settings settings;
   NullPort quiet;
   if (fs::exists(dir / std::string(kSetupFileName))) ReadSetup(dir, *column, settings, quiet);
   return column;
@@ -205,8 +211,8 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   for (const auto& t : kTraceTablesOut)
     if (traces == t.option) traceTable = &t;
   if (!traces.empty() && traceTable == nullptr) {
-    std::cerr << "cumulex show: --traces takes liquid, solid, gas or bulk, not '"
-              << excerpt(traces) << "'\n";
+    std::cerr << "cumulex show: --traces takes liquid, solid, gas or bulk, not '" << excerpt(traces)
+              << "'\n";
     return 2;
   }
   const fs::path dir = dirName;
@@ -217,7 +223,8 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
     return 2;
   }
   const std::string* text = &*read.text;
-  auto column = layoutOf(dir);
+  Settings settings;
+  auto column = layoutOf(dir, settings);
   if (wanted < 0) {
     wanted = lastCompleteIteration(*text, file.string(), *column);
     if (wanted < 0) {
@@ -232,6 +239,12 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   }
   if (!r.note.empty()) std::cerr << "cumulex: note: " << r.note << '\n';
   const Column& c = *column;
+  // The pile's matrix velocity over its fluidization velocity, for the state shown.
+  Array1<double> vRatio(1, c.NumNodes);
+  if (settings.optionCompact) {
+    NullPort quiet;
+    vRatio = CompactPile(c, settings, quiet).VRatio;
+  }
   if (json) {
     JsonWriter w(std::cout);
     w.beginObject();
@@ -248,6 +261,9 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
       w.beginObject();
       w.value("Node", i);
       for (const auto& col : kShowColumns) w.value(col.label, (c.*col.array)(i));
+      w.value("V(solid)", c.Vsolid(i));
+      w.value("V(liquid)", c.Vliquid(i));
+      w.value("V/V(fluidization)", vRatio(i));
       w.value("PhaseCount", c.PhaseCount(i));
       w.beginObject("Liquid oxides wt %");
       for (int j = 1; j <= kOxides; ++j) w.value(OxideNames[j], c.LiqOx(i, j));
@@ -278,7 +294,8 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   std::cout << std::setw(5) << "Node" << std::setw(12) << "T (°C)" << std::setw(12) << "P (bar)"
             << std::setw(11) << "F(liquid)" << std::setw(12) << "S(total)" << std::setw(12)
             << "Liq Density" << std::setw(12) << "Mass(solid)" << std::setw(8) << "Phases"
-            << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq" << '\n';
+            << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq" << std::setw(12) << "V solid"
+            << std::setw(12) << "V liquid" << std::setw(10) << "V/V(fl)" << '\n';
   for (int i = c.NumNodes; i >= 1; --i) {
     std::cout << std::setw(5) << i << std::setw(12)
               << formatNumber(c.Temp(i) - kKelvinOffset, "0.000") << std::setw(12)
@@ -288,9 +305,15 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
               << formatNumber(c.RhoLiq(i) / 10.0, "0.0000") << std::setw(12)
               << formatNumber(c.MassSolid(i), "0.0000") << std::setw(8) << c.PhaseCount(i)
               << std::setw(9) << formatNumber(c.LiqOx(i, 1), "0.00") << std::setw(9)
-              << formatNumber(c.LiqOx(i, 8), "0.00") << '\n';
+              << formatNumber(c.LiqOx(i, 8), "0.00") << std::setw(12)
+              << formatNumber(c.Vsolid(i) * kSecondsPerYear, "0.000E+00") << std::setw(12)
+              << formatNumber(c.Vliquid(i) * kSecondsPerYear, "0.000E+00") << std::setw(10)
+              << formatNumber(vRatio(i), "0.0000") << '\n';
   }
-  std::cout << "(node 1 is the bottom; liquid density in g/cm3)\n";
+  std::cout << "Pile top: " << formatNumber(c.PileTop / 100.0, "fixed") << " m, in node "
+            << c.TopNode << "\n";
+  std::cout << "(node 1 is the bottom; liquid density in g/cm3; velocities in cm/yr, upward "
+               "positive; V/V(fl): the matrix velocity over the fluidization velocity)\n";
   return 0;
 }
 

@@ -217,13 +217,19 @@ bool solveOnce(const Column& c, int i, EquilibriumModel& model, MinimizerContext
 }  // namespace
 
 bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
-               MinimizerState& st, double& T, double& P) {
+               MinimizerState& st, double& T, double& P, bool fromLiquid) {
   Diagnostics& diag = model.diag;
   ctx.node = i;
   const MinimizerState request = st;  // the mode and its target
   if (!loadNodeState(c, i, model, st)) {
     diag.ErrorFlag = true;
     return false;
+  }
+  if (fromLiquid) {
+    st.PhaseCount = 0;
+    st.Phaselist.erase();
+    st.Xstable.erase();
+    return solveOnce(c, i, model, ctx, st, T, P);
   }
   const bool warm = st.PhaseCount > 0;
   if (solveOnce(c, i, model, ctx, st, T, P)) return true;
@@ -399,8 +405,33 @@ class EquilibrateWalk {
         log_.ErrorReport("4 problem nodes in a row.", log_.PauseOnError);
         if (log_.HaltFlag) return false;
       }
+    } else if (judge(i, st, S0, /*report=*/false)) {
+      judge(i, st, S0, /*report=*/true);  // what it has to say of a good solve
     } else {
-      failed = !judge(i, st, S0);
+      // A warm search can also end off saturation when the node's bulk was moved (the top of a
+      // compacting pile loses crystals): from the liquid alone it finds its own way.
+      if (c_.PhaseCount(i) == 0) {
+        failed = !judge(i, st, S0, /*report=*/true);
+      } else {
+        log_.ErrorReport("  Node: " + std::to_string(i) + "  - solved again from the liquid alone",
+                         false);
+        MinimizerState cold;
+        cold.ConstantT = st.ConstantT;
+        cold.ConstantS = st.ConstantS;
+        cold.Ssystem = S0;
+        solveNode(c_, i, model_, mctx, cold, T, P, /*fromLiquid=*/true);
+        if (log_.ErrorFlag) {
+          failed = true;
+          log_.ErrorReport(
+              itr() + " Node: " + std::to_string(i) + " - Error returned from minimization.",
+              log_.PauseOnError);
+          if (log_.HaltFlag) return false;
+          log_.ErrorFlag = false;
+        } else {
+          st = std::move(cold);
+          failed = !judge(i, st, S0, /*report=*/true);
+        }
+      }
     }
     if (!failed) {
       storeNodeResult(c_, i, model_, st, StoreOptions{1e-7, nodeMass});
@@ -430,23 +461,23 @@ class EquilibrateWalk {
            (i == 1 && r.chkSkipFarfield == 1 && r.chkTBottom == 0) || r.chkConstantT == 1;
   }
 
-  // The checks of a returned solve: the entropy target and the saturation of the listed phases.
-  bool judge(int i, const MinimizerState& st, double S0) {
+  // The checks of a returned solve: the entropy target and the saturation of the listed phases;
+  // reported only with `report`.
+  bool judge(int i, const MinimizerState& st, double S0, bool report) {
     bool ok = true;
+    auto say = [&](const std::string& msg) {
+      if (report) log_.ErrorReport(msg, log_.PauseOnError);
+    };
     const std::string head = " Node: " + std::to_string(i);
     if (st.ConstantS) {
       const double err = st.Ssystem - S0;
       const double allowed = s_.misc(misc::kEntropyError);
       if (std::fabs(err) > 10.0 && std::fabs(err) > allowed) {
         ok = false;
-        log_.ErrorReport("Irt: " + std::to_string(c_.Iteration) + " " + head +
-                             "  - Entropy error = " + formatNumber(err, "fixed") +
-                             " J/C, is outside limit... equilibration skipped",
-                         log_.PauseOnError);
-        log_.ErrorReport("Irt: " + std::to_string(c_.Iteration) + " " + head +
-                             "  - Allowable Entropy error = " + formatNumber(allowed, "fixed") +
-                             " J/C",
-                         log_.PauseOnError);
+        say("Irt: " + std::to_string(c_.Iteration) + " " + head + "  - Entropy error = " +
+            formatNumber(err, "fixed") + " J/C, is outside limit... equilibration skipped");
+        say("Irt: " + std::to_string(c_.Iteration) + " " + head +
+            "  - Allowable Entropy error = " + formatNumber(allowed, "fixed") + " J/C");
       }
     }
     // The minimizer's own check refuses a listed phase off saturation either way; here an
@@ -457,11 +488,10 @@ class EquilibrateWalk {
       const int id = st.Phaselist(k);
       const std::string name = trimmedText(model_.phases.PhaseNames(id));
       if (sat.Affinity(id) > equilibrium::kListedAffinityLimit) {
-        log_.ErrorReport(itr() + head + "  " + name + " - not equilibrated", log_.PauseOnError);
+        say(itr() + head + "  " + name + " - not equilibrated");
       } else if (sat.Affinity(id) < -equilibrium::kListedAffinityLimit && !sat.PhaseExcluded(id)) {
         ok = false;
-        log_.ErrorReport(itr() + head + "  - Not equilibrated with saturated phase: " + name,
-                         log_.PauseOnError);
+        say(itr() + head + "  - Not equilibrated with saturated phase: " + name);
       }
     }
     return ok;

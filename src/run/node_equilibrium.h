@@ -60,9 +60,10 @@ bool loadNodeState(const Column& c, int i, EquilibriumModel& model, MinimizerSta
 
 // Solves node i from its stored state (loadNodeState) in the mode and with the target already
 // set in st.  Clears ErrorFlag first; T and P come back as solved.  False when the node failed:
-// ErrorFlag is then set.  The model is left at T and P.
+// ErrorFlag is then set.  The model is left at T and P.  With fromLiquid the search starts from
+// the liquid alone, not from the node's last assemblage.
 bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
-               MinimizerState& st, double& T, double& P);
+               MinimizerState& st, double& T, double& P, bool fromLiquid = false);
 
 // How a solved node is stored: the gas limit below which a gas is no gas, and the node's mass,
 // which the solve keeps.

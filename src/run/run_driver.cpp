@@ -4,6 +4,7 @@
 #include <cfenv>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "base/text_format.h"
 #include "base/trap.h"
@@ -17,6 +18,7 @@
 #include "thermo/activity.h"
 #include "trace/update_trace.h"
 #include "transport/adjust_nodes.h"
+#include "transport/advection.h"
 #include "transport/compaction.h"
 #include "transport/drip.h"
 #include "transport/make_cumulate.h"
@@ -70,6 +72,22 @@ ProcessTable standardProcesses() {
     UpdateBulk(ctx.column, first, last, columnSolver(ctx).tables(), ctx.log);
   };
   p.UpdateTrace = [](RunContext& ctx) { UpdateTraceAllNodes(ctx.column, ctx.log, ctx.port); };
+  p.CompactPile = [](RunContext& ctx) {
+    Column& c = ctx.column;
+    runTrapped(ctx.log, subroutineSuffix("Compact Pile"), [&] {
+      CompactionVelocities v = CompactPile(c, ctx.settings, ctx.port);
+      c.Vliquid = std::move(v.VLiq);
+      c.Vsolid = std::move(v.VSolid);
+      c.BottomNode = v.PileBottom;
+      c.TopNode = v.TopNode;
+      ctx.VRatio = std::move(v.VRatio);
+    });
+  };
+  p.Advect = [](RunContext& ctx) {
+    Column& c = ctx.column;
+    Advect(c, ctx.settings, c.Vliquid, c.Vsolid, c.Vwater, c.PhaseX, c.BottomNode, c.TopNode,
+           columnSolver(ctx).tables(), ctx.log, ctx.port);
+  };
   p.TDiffusion = [](RunContext& ctx) { TDiffusion(ctx.column, ctx.settings, ctx.log, ctx.port); };
   p.MassDiffusion = [](RunContext& ctx) {
     MassDiffusion(ctx.column, ctx.settings, ctx.column.BottomNode, columnSolver(ctx).tables(),
@@ -102,8 +120,6 @@ std::string missingProcessMessage(const ProcessTable& p, const Settings& s) {
                   const std::string& how) {
     if (needed && !step) missing += "  " + what + ": " + how + "\n";
   };
-  need(s.run.chkSkipAdvection == 0, p.Advect, "mass advection",
-       "check \"Skip All Mass Advection\"");
   need(s.run.chkSkipTDiffusion == 0, p.TDiffusion, "thermal diffusion",
        "check \"Skip T Diffusion\"");
   need(s.run.chkSkipEquilibration == 0, p.Equilibrate, "equilibration",
@@ -321,7 +337,11 @@ class Driver {
         outcome_.message = "Problem finding initial assemblage!!!";
         throw LeaveRun{};
       }
-      if (s_.optionBottomAccum) FindPileTop(c_, s_, port_);
+      // A pile that compacts is found at the start, like one that grows from settling crystals:
+      // its velocities are solved only for a pile of more than one node.
+      const bool compacting =
+          s_.optionCompact && s_.run.chkSkipCompaction == 0 && s_.run.chkSkipAdvection == 0;
+      if (s_.optionBottomAccum || compacting) FindPileTop(c_, s_, port_);
       c_.BottomNode = 1;
       writeSetupOrStop();
       log_.open(ctx_.folder, /*forAppend=*/false);
@@ -345,7 +365,7 @@ class Driver {
     nextSave_ = interval > 0 ? (c_.Iteration / interval + 1) * interval
                              : toInt16(c_.Iteration + s_.misc(misc::kSaveInterval));
     lastSaved_ = c_.Iteration;  // the state the run starts from is in the file
-    lastWhole_ = c_;  // a halt in the first iteration goes back to this state
+    lastWhole_ = c_;            // a halt in the first iteration goes back to this state
   }
 
   void writeSetupOrStop() {
@@ -557,9 +577,9 @@ class Driver {
   Port& port_;
   RunOutcome outcome_;
   int nextSave_ = 0;
-  int lastSaved_ = 0;               // the iteration of the last block in the output file
-  bool inIteration_ = false;        // an iteration has begun and not yet ended
-  std::optional<Column> lastWhole_; // the column at the end of the last whole iteration
+  int lastSaved_ = 0;                // the iteration of the last block in the output file
+  bool inIteration_ = false;         // an iteration has begun and not yet ended
+  std::optional<Column> lastWhole_;  // the column at the end of the last whole iteration
 };
 
 }  // namespace

@@ -215,7 +215,8 @@ struct Run {
     if (id >= kPhases) return true;
     for (int i = 1; i <= kN; ++i) {
       double x = st.Xstable(i);
-      for (int j = 1; j <= endCount(id); ++j) x += m.phases.PhaseStoich(id, j, i) * st.Xstable(c + j);
+      for (int j = 1; j <= endCount(id); ++j)
+        x += m.phases.PhaseStoich(id, j, i) * st.Xstable(c + j);
       if (x < 0.0) return false;
     }
     return true;
@@ -280,8 +281,7 @@ struct Run {
   // liquid takes up the difference, when no liquid component turns negative by it.
   void rebalanceIncoming() {
     const int length = listedLength();
-    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector)
-      return;
+    if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector) return;
     for (int k = 1; k <= st.PhaseCount; ++k)
       if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return;
     std::array<double, kN + 1> liquidNew{};
@@ -744,6 +744,14 @@ struct Run {
       return Stage::B;
     }
     ++ctx.counters.innerSteps;
+    // An iteration that cycles (an assemblage that never settles) ends the call with a report:
+    // a settled solve takes a few hundred steps at most.
+    if (ctx.counters.innerSteps > kMaxInnerSteps) {
+      diag.ErrorFlag = true;
+      reportFrom(ctx, "No convergence in " + std::to_string(kMaxInnerSteps) +
+                          " steps, in subroutine MimimizeG.");
+      return Stage::Done;
+    }
     // A floor that repeats mass balance would make the constraints singular: let it go, and
     // mass balance alone decides that component (see dropDependentFloors).
     ctx.counters.floorsDropped +=

@@ -37,6 +37,8 @@ inline constexpr double kInnerTolerance = 1e-6;
 // vector's length, or for at most kMaxPolishSteps steps.
 inline constexpr double kPolishTolerance = 1e-7;
 inline constexpr int kMaxPolishSteps = 60;
+// The most inner steps one call takes before it gives up.
+inline constexpr int kMaxInnerSteps = 3000;
 // A search mode polishes its state before a secant step once the residual is within this many
 // times the search's tolerance.
 inline constexpr double kPolishBand = 100.0;

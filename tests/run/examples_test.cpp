@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <string>
 
 #include "persist/setup_file.h"
 #include "support/run_rig.h"
@@ -62,6 +63,53 @@ TEST(Examples, TheSettlingChamberRuns) {
   EXPECT_GT(c.MassSolid(1), 0.0);
   for (int i = c.TopNode + 1; i < c.NumNodes; ++i)
     EXPECT_NEAR(c.LiqOx(i, 8), c.LiqOx(c.NumNodes - 1, 8), 1e-3) << "node " << i;
+}
+
+// Whether the event log holds a repaired node or an error report.
+bool troubled(const std::string& log) {
+  for (const char* word : {"Interpolat", "Extrapolat", "Error", "error", "not equilibrated",
+                           "Not equilibrated", "mass error"})
+    if (log.find(word) != std::string::npos) return true;
+  return false;
+}
+
+// A partly crystallized basalt pile under hot magma compacts: its matrix sinks, the liquid it
+// expels rises, so the pile's liquid fraction falls and the node its top leaves fills with
+// liquid; nothing fails on the way.
+TEST(Examples, TheCompactingCumulateExpelsItsLiquid) {
+  ExampleRig rig("compacting-cumulate.cxd");
+  Column& c = rig.column;
+  ASSERT_TRUE(rig.settings.optionCompact);
+  ASSERT_EQ(rig.settings.run.chkSkipAdvection, 0);
+  const auto outcome = rig.run(4);
+  ASSERT_FALSE(outcome.error) << outcome.message;
+  EXPECT_EQ(c.Iteration, 4);
+  EXPECT_FALSE(troubled(rig.logText())) << rig.logText();
+  // The pile top (node 12 at the start) has sunk into its top node.
+  EXPECT_EQ(c.TopNode, 12);
+  EXPECT_LT(c.PileTop, 12 * c.DeltaX);
+  for (int i = 2; i <= 11; ++i) EXPECT_LT(c.Vsolid(i), 0.0) << "node " << i;
+  // Liquid fraction (all nodes started alike): fallen at the base of the pile, where the
+  // matrix has compacted most, risen in the top node the pile top is leaving.
+  EXPECT_LT(c.FLiq(1), c.FLiq(10) - 0.01);
+  EXPECT_GT(c.FLiq(12), c.FLiq(11) + 0.02);
+  EXPECT_EQ(c.MassSolid(13), 0.0);
+}
+
+// A primitive melt infiltrates a cooler, partly crystalline basalt column from below: the bottom
+// nodes take the infiltrant's liquid (MgO-rich) and heat up; the nodes far above are untouched.
+TEST(Examples, TheInfiltrationReplacesTheBottomLiquid) {
+  ExampleRig rig("infiltration.cxd");
+  Column& c = rig.column;
+  ASSERT_TRUE(rig.settings.optionInfiltrate);
+  ASSERT_FALSE(rig.settings.optionUseFirstLiq);
+  const auto outcome = rig.run(8);
+  ASSERT_FALSE(outcome.error) << outcome.message;
+  EXPECT_FALSE(troubled(rig.logText())) << rig.logText();
+  EXPECT_GT(c.BulkOx(1, 8), c.InitBulkOx(1, 8) + 1.0);  // MgO: 7.6 wt % at the start, 12.0 in
+  EXPECT_GT(c.Temp(1), c.Temp(15) + 10.0);
+  EXPECT_GT(c.FLiq(1), c.FLiq(15));
+  EXPECT_NEAR(c.BulkOx(18, 8), c.InitBulkOx(18, 8), 0.05);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "persist/files.h"
 #include "persist/output_file.h"
@@ -50,6 +51,39 @@ TEST(RunDriver, CompactionWithoutPileAndWithoutCoolingStopsBeforeTheFirstStep) {
             "Compacting top within 1 node of bottom and \n   cooling rates = 0.0... aborting the "
             "calculation!");
   EXPECT_EQ(rig.column.TotalTime, 0.0);
+}
+
+// A partly crystalline column compacts: the pile is found at the start, CompactPile's velocities
+// set the time step (0.9 of a node at the fastest, times the multiplier) and reach Advect; a
+// failed advection is logged and the iteration goes on.
+TEST(RunDriver, ACompactingPileSetsTheStepFromItsVelocitiesAndAdvects) {
+  Rig rig(5, 1150.0);
+  rig.settings.run.chkSkipAdvection = 0;
+  rig.settings.run.chkSkipCompaction = 0;
+  std::vector<double> fastest;
+  const ProcessTable::Step advect = rig.ctx.processes.Advect;
+  ASSERT_TRUE(advect);
+  rig.ctx.processes.Advect = [&](RunContext& ctx) {
+    const Column& c = ctx.column;
+    double v = 0.0;
+    for (int i = c.BottomNode; i <= c.TopNode; ++i)
+      v = std::max({v, std::fabs(c.Vliquid(i)), std::fabs(c.Vsolid(i))});
+    fastest.push_back(v);
+    EXPECT_NEAR(c.DeltaT, 0.1 * 0.9 * c.DeltaX / v, 1e-9 * c.DeltaT);
+    advect(ctx);
+    if (c.Iteration == 2) ctx.log.ErrorFlag = true;
+  };
+  const auto outcome = rig.run(3);
+  ASSERT_FALSE(outcome.error) << outcome.message;
+  EXPECT_EQ(rig.column.Iteration, 3);
+  ASSERT_EQ(fastest.size(), 3u);
+  EXPECT_GT(fastest[0], 0.0);
+  EXPECT_EQ(rig.column.TopNode, 5);
+  EXPECT_LE(rig.column.Vsolid(1), 0.0);
+  EXPECT_LT(rig.column.Vsolid(4), 0.0);  // the matrix sinks, its liquid rises
+  EXPECT_GT(rig.column.Vliquid(4), 0.0);
+  EXPECT_TRUE(rig.logged("Itr: 2  - Error in Advection subroutine"));
+  EXPECT_FALSE(rig.logged("Itr: 3  - Error in Advection subroutine"));
 }
 
 TEST(RunDriver, InfiltrationTimeStepsFromFluxOrFromMassDiffusion) {
