@@ -39,6 +39,28 @@ QPushButton* button(QWidget* parent, const char* name, const QString& caption) {
   return b;
 }
 
+// A form's command: the button's object name, its caption and the slot it calls.
+template <class Dialog>
+struct Command {
+  const char* name;
+  const char* caption;
+  void (Dialog::*slot)();
+};
+
+// The form's command buttons, wired to their slots, laid out in rows of `perRow`.
+template <class Dialog, std::size_t N>
+QGridLayout* commandButtons(Dialog* d, const Command<Dialog> (&commands)[N], int perRow) {
+  auto* grid = new QGridLayout;
+  int n = 0;
+  for (const Command<Dialog>& c : commands) {
+    auto* b = button(d, c.name, c.caption);
+    QObject::connect(b, &QPushButton::clicked, d, c.slot);
+    grid->addWidget(b, n / perRow, n % perRow);
+    ++n;
+  }
+  return grid;
+}
+
 // OK (and Cancel) at the foot of a dialog.
 QDialogButtonBox* okButtons(QDialog* d, bool cancel) {
   auto* box = new QDialogButtonBox(d);
@@ -499,13 +521,7 @@ BulkDialog::BulkDialog(Column& column, Settings& settings, Port& port, SetupServ
   });
   chainFocus(comp_);
 
-  auto* commands = new QGridLayout;
-  struct Cmd {
-    const char* name;
-    const char* caption;
-    void (BulkDialog::*slot)();
-  };
-  static constexpr Cmd kCommands[] = {
+  static constexpr Command<BulkDialog> kCommands[] = {
       {"cmdPrevious", "<< &Previous node", &BulkDialog::cmdPrevious},
       {"cmdNextNode", "&Next node >>", &BulkDialog::cmdNextNode},
       {"cmdSameAsPrevious", "Same as pre&vious", &BulkDialog::cmdSameAsPrevious},
@@ -515,13 +531,7 @@ BulkDialog::BulkDialog(Column& column, Settings& settings, Port& port, SetupServ
       {"NormalizeBulk", "N&ormalize oxide wts. to 100.00", &BulkDialog::NormalizeBulk},
       {"Liquidus", "Find &Liquidus T", &BulkDialog::Liquidus},
   };
-  int n = 0;
-  for (const Cmd& c : kCommands) {
-    auto* b = button(this, c.name, c.caption);
-    connect(b, &QPushButton::clicked, this, c.slot);
-    commands->addWidget(b, n / 4, n % 4);
-    ++n;
-  }
+  QGridLayout* commands = commandButtons(this, kCommands, 4);
   auto* top = new QHBoxLayout;
   top->addWidget(columnBox);
   top->addWidget(nodeBox);
@@ -735,23 +745,14 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
   form->addRow("Infiltrant T (C)", temperature_);
   form->addRow(properties_);
   auto* commands = new QHBoxLayout;
-  struct Cmd {
-    const char* name;
-    const char* caption;
-    void (InfiltrantDialog::*slot)();
-  };
-  static constexpr Cmd kCommands[] = {
+  static constexpr Command<InfiltrantDialog> kCommands[] = {
       {"cdFindLiquid", "Find &1st node liquid...", &InfiltrantDialog::cdFindLiquid},
       {"cmdFindProperties", "Find Infiltrant &Properties", &InfiltrantDialog::cmdFindProperties},
       {"cmdFindLiquidusT", "Find &Liquidus T", &InfiltrantDialog::cmdFindLiquidusT},
       {"NormalizeInfiltrant", "Normalize oxide wts. to 100.00",
        &InfiltrantDialog::NormalizeInfiltrant},
   };
-  for (const Cmd& c : kCommands) {
-    auto* b = button(this, c.name, c.caption);
-    connect(b, &QPushButton::clicked, this, c.slot);
-    commands->addWidget(b);
-  }
+  commands->addLayout(commandButtons(this, kCommands, static_cast<int>(std::size(kCommands))));
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(form);
   layout->addWidget(block);
@@ -914,21 +915,12 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
   connect(get, &QPushButton::clicked, this, &InflationDialog::cmdGetBulkNode);
   commands->addWidget(get);
   commands->addWidget(bulkNode_);
-  struct Cmd {
-    const char* name;
-    const char* caption;
-    void (InflationDialog::*slot)();
-  };
-  static constexpr Cmd kCommands[] = {
+  static constexpr Command<InflationDialog> kCommands[] = {
       {"cmdFindProperties", "Find Magma &Properties", &InflationDialog::cmdFindProperties},
       {"cmdFindLiquidusT", "Find &Liquidus T", &InflationDialog::cmdFindLiquidusT},
       {"Normalize", "Normalize oxide wts. to 100.00", &InflationDialog::Normalize},
   };
-  for (const Cmd& c : kCommands) {
-    auto* b = button(this, c.name, c.caption);
-    connect(b, &QPushButton::clicked, this, c.slot);
-    commands->addWidget(b);
-  }
+  commands->addLayout(commandButtons(this, kCommands, static_cast<int>(std::size(kCommands))));
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(form);
   layout->addWidget(block);
