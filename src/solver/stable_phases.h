@@ -52,6 +52,9 @@ inline constexpr double kReleaseGradient = 0.1;
 // would carry it below is not shortened for it, the endmember is held at zero instead (bounded
 // by a remnant of 1e-16 mol, steps of 1e-10 left a state unable to move).
 inline constexpr double kNegligibleMoles = 1e-13;
+// A listed phase of fewer moles than this, undersaturated when the inner iteration ran out of
+// steps, is dropped by the review.
+inline constexpr double kFadingMoles = 1e-3;
 // The line search halves a Newton step at most this many times.
 inline constexpr int kMaxBacktracks = 12;
 // A trial step whose free energy (measured from the liquid's tangent plane, J) lies within this
