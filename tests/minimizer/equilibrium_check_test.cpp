@@ -72,7 +72,11 @@ TEST(ResultCheck, ConvergedResultsAreMinimaOfTheTotalGibbsEnergy) {
   const struct {
     int composition;
     double tempC, pBar;
-  } cases[] = {{0, 1150.0, 1.0}, {0, 1100.0, 1000.0}, {1, 1250.0, 1.0}, {6, 1000.0, 1.0}};
+  } cases[] = {{0, 1150.0, 1.0},
+               {0, 1100.0, 1000.0},
+               {1, 1250.0, 1.0},
+               {6, 1000.0, 1.0},
+               {3, 750.0, 3000.0}};
   for (const auto& c : cases) {
     MinimizerSetup s(natural(c.composition), c.tempC + kC, c.pBar);
     const std::string label =
@@ -269,6 +273,50 @@ TEST(ResultCheck, ChromiumAtTheLiquidsFloorIsSharedOnTheTangentPlane) {
     EXPECT_GT(intoLiquid - marginal, -equilibrium::kResultAffinityLimit) << "endmember " << j;
   }
   EXPECT_GT(chromian, 0);
+}
+
+// A solution whose composition the component finder does not refine (biotite here) saturates at
+// its tangent composition: there every endmember's affinity against the liquid, recomputed from
+// the standard states, the activity model and the liquid model, is the same, and it is the
+// phase's reported affinity.  At the ideal first guess the biotite's two endmembers differed by
+// 32 kJ, and a biotite the minimizer held at equilibrium read 7.3 kJ undersaturated.  The
+// wet andesite at 3 kbar and 750 C crystallizes biotite; its result is the liquid tested.
+TEST(ResultCheck, UnrefinedSolutionsSaturateAtTheirTangentComposition) {
+  MinimizerSetup s(natural(3), 750.0 + kC, 3000.0);
+  const MinimizerResult r = s.solve();
+  ASSERT_TRUE(r.converged) << r.message;
+  bool biotite = false;
+  for (int k = 1; k <= s.st.PhaseCount; ++k) biotite = biotite || s.st.Phaselist(k) == 18;
+  EXPECT_TRUE(biotite) << s.assemblage();
+  const double T = s.T, P = s.P;
+  Array1<double> liq(1, kLiquidComponents), wt(1, thermo_data::kNumOxides);
+  for (int i = 1; i <= kLiquidComponents; ++i) liq(i) = s.st.Xstable(i);
+  ComponentsToOxides(sharedTables(), liq, wt);
+  MinimizerSetup fresh(natural(3), T, P);
+  ASSERT_TRUE(fresh.model.setLiquidOxides(wt));
+  int err = 0;
+  fresh.model.saturation(0, err);
+  Array1<double> x(1, kLiquidComponents), mu(1, kLiquidComponents);
+  ASSERT_TRUE(MoleFractions(fresh.model.liquid, fresh.diag, liq, x, kLiquidComponents));
+  ASSERT_TRUE(fresh.model.liquidPotentials(x, mu, T, P));
+  const int id = 18;
+  const int n = fresh.model.activity->PhaseEndCount(id);
+  Array1<double> px(1, thermo_data::kMaxPhaseEndmembers), act(1, thermo_data::kMaxPhaseEndmembers);
+  for (int j = 1; j <= n; ++j) px(j) = fresh.model.sat->PhaseX(id, j);
+  GetActivity(*fresh.model.activity, id, T, P, px, n, act, err);
+  ASSERT_EQ(err, 0);
+  int present = 0;
+  for (int j = 1; j <= n; ++j) {
+    if (!(px(j) > 0.0)) continue;
+    ++present;
+    double a = fresh.model.ss->G0End(fresh.model.sat->endIndex(id, j)) +
+               kGasConstant * T * std::log(act(j));
+    for (int i = 1; i <= kLiquidComponents; ++i)
+      a -= fresh.model.phases.PhaseStoich(id, j, i) * mu(i);
+    EXPECT_NEAR(a, fresh.model.sat->Affinity(id), 0.05) << "endmember " << j;
+  }
+  EXPECT_EQ(present, 2);
+  EXPECT_LT(std::fabs(fresh.model.sat->Affinity(id)), equilibrium::kResultAffinityLimit);
 }
 
 }  // namespace
