@@ -686,10 +686,9 @@ struct Run {
   // zero) is right only while the system would lower that entry further: the held entry's
   // reduced gradient, its potential in the quadratic model less the potential the free entries
   // give its components, must not be negative.  A bound held against that sign stops the
-  // iteration short of the minimum: a spinel held its chromium while the liquid's MgCr2O4 sat at
-  // its floor 1.3 kJ below it, and the step shrank to nothing with the spinel 3 J off
-  // saturation.  The potentials of the components come from the free entries: a free liquid
-  // component gives its own; those at a floor are fitted, by least squares, to the free
+  // iteration short of the minimum (the multipliers' floor rule holds every floor, since every
+  // potential is negative).  The potentials of the components come from the free entries: a free
+  // liquid component gives its own; those at a floor are fitted, by least squares, to the free
   // endmembers that hold them.  Releases each wrongly held bound (flagged in `released`, so that
   // it is not held again in this step); true when one was released.
   bool releaseHeldBounds(std::array<bool, kMaxStateVector + 1>& heldAtZero,
