@@ -2,7 +2,8 @@
 // pressures from 1350 down to 750 °C by 25 °C (800 solves), each from the bulk alone, as a new
 // user's `cumulex equilibrate` would run them.  Prints the failure rate by the liquid left, the
 // messages of the failures, the time per solve (median, 95th percentile) and the inner-step
-// counts.  `--every N` runs every N-th temperature only; `--csv FILE` writes one line per solve.
+// counts.  `--every N` runs every N-th temperature only; `--csv FILE` writes one line per solve;
+// `--trace NAME P T` solves one case (composition by name, bar, °C) and prints every inner step.
 //
 // A failed solve has no trustworthy liquid of its own: it is binned by the liquid of its
 // converged neighbours on the same line (the mean of the nearest converged solves above and
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "bench/grid/natural_compositions.h"
+#include "solver/minimizer_internal.h"
 #include "solver/stable_phases.h"
 #include "ui/recording_port.h"
 
@@ -45,7 +47,8 @@ std::string firstLine(const std::string& s) {
   const auto nl = s.find('\n');
   std::string line = s.substr(0, nl);
   const auto paren = line.find(" (");
-  if (paren != std::string::npos && line.rfind("Mass balance", 0) == 0) line = line.substr(0, paren);
+  if (paren != std::string::npos && line.rfind("Mass balance", 0) == 0)
+    line = line.substr(0, paren);
   const auto comma = line.find(", affinity");
   if (comma != std::string::npos) line = line.substr(0, comma);
   const auto at = line.find(" at T =");
@@ -57,15 +60,21 @@ std::string firstLine(const std::string& s) {
 
 int main(int argc, char** argv) {
   int every = 1;
-  std::string csvPath;
+  std::string csvPath, traceName;
+  double traceP = 0.0, traceC = 0.0;
   for (int a = 1; a < argc; ++a) {
     const std::string arg = argv[a];
     if (arg == "--every" && a + 1 < argc) {
       every = std::max(1, std::atoi(argv[++a]));
     } else if (arg == "--csv" && a + 1 < argc) {
       csvPath = argv[++a];
+    } else if (arg == "--trace" && a + 3 < argc) {
+      traceName = argv[++a];
+      traceP = std::atof(argv[++a]);
+      traceC = std::atof(argv[++a]);
     } else {
-      std::fprintf(stderr, "usage: cumulex_solve_grid [--every N] [--csv FILE]\n");
+      std::fprintf(stderr,
+                   "usage: cumulex_solve_grid [--every N] [--csv FILE] [--trace NAME P T]\n");
       return 2;
     }
   }
@@ -73,12 +82,16 @@ int main(int argc, char** argv) {
   const cx::ThermoTables tables = cx::loadThermoTables();
   const cx::LiquidTables liquidTables = cx::loadLiquidTables();
   std::vector<Case> cases;
+  const bool tracing = !traceName.empty();
   for (int c = 0; c < static_cast<int>(kNaturalCompositions.size()); ++c) {
+    if (tracing && traceName != kNaturalCompositions[static_cast<std::size_t>(c)].name) continue;
     for (double P : cx::grid::kGridPressures) {
+      if (tracing && P != traceP) continue;
       int step = 0;
       for (double tc = cx::grid::kGridTopC; tc >= cx::grid::kGridBottomC - 1e-9;
            tc -= cx::grid::kGridStepC, ++step) {
         if (step % every != 0) continue;
+        if (tracing && std::fabs(tc - traceC) > 1e-9) continue;
         cx::RecordingDiagnostics diag;
         cx::RecordingPort port;
         cx::ModelOptions options;
@@ -120,6 +133,52 @@ int main(int argc, char** argv) {
           k.assemblage = "liq";
           for (int q = 1; q <= st.PhaseCount; ++q)
             k.assemblage += " " + cx::trimmedText(model.sat->abbrev(st.Phaselist(q)));
+        }
+        if (tracing) {
+          for (const cx::ProgressInfo& p : port.progress) {
+            std::printf("%4d n=%-2d norm %.3e step %.3e floors %zu |", p.attempt, p.components,
+                        p.norm, p.stepLength, p.constrainedComponents.size());
+            for (std::size_t q = 0; q < p.saturatedPhases.size(); ++q)
+              std::printf(" %s %.3g",
+                          cx::trimmedText(model.sat->abbrev(p.saturatedPhases[q])).c_str(),
+                          p.affinities[q]);
+            std::printf("\n");
+          }
+          // Each listed phase at the end: the moles of its endmembers, its saturation composition
+          // and each endmember's potential at the composition held against the liquid's.
+          cx::minimizer::liquidAt(ctx, st.Xstable, T, P);
+          int errFlag = 0;
+          cx::minimizer::saturationOf(ctx, st, 0, T, P, errFlag);
+          std::printf("liquid:");
+          for (int i = 1; i <= cx::kLiquidComponents; ++i)
+            std::printf(" %s %.3g", cx::trimmedText(model.tables.LiqFormula(i)).c_str(),
+                        st.Xstable(i));
+          std::printf("\n");
+          int e = cx::kLiquidComponents;
+          for (int q = 1; q <= st.PhaseCount; ++q) {
+            const int id = st.Phaselist(q);
+            const int ne = model.activity->PhaseEndCount(id);
+            const bool atState = cx::minimizer::potentialsAtState(ctx, id, st.Xstable, e, T, P);
+            std::printf("%s affinity %.4g:", cx::trimmedText(model.sat->abbrev(id)).c_str(),
+                        model.sat->Affinity(id));
+            for (int j = 1; j <= ne; ++j) {
+              double muLiq = 0.0;
+              for (int i = 1; i <= cx::kLiquidComponents; ++i)
+                muLiq += model.phases.PhaseStoich(id, j, i) * model.MuLiq(i);
+              std::printf(" [%.3e x%.4f", st.Xstable(e + j), model.sat->PhaseX(id, j));
+              if (atState) std::printf(" off %.3g", ctx.g(j) - muLiq);
+              std::printf(" satoff %.3g]", model.sat->PhaseMu(id, j) - muLiq);
+            }
+            std::printf("\n");
+            e += ne;
+          }
+          const cx::MinimizerCounters& n = r.counters;
+          std::printf(
+              "inner %d reviews %d adds %d drops %d readmissions %d polish %d bounded %d "
+              "floor re-solves %d\n%s: %s\n",
+              n.innerSteps, n.reviews, n.adds, n.drops, n.readmissions, n.polishSteps,
+              n.boundedSteps, n.floorResolves, k.converged ? "converged" : "failed",
+              k.message.c_str());
         }
         cases.push_back(k);
       }
@@ -194,12 +253,14 @@ int main(int argc, char** argv) {
   for (const Bin& b : bins)
     std::printf("  %-16s %4d failed of %4d (%.1f %%)\n", b.label, b.failed, b.total,
                 pct(b.failed, b.total));
-  if (unknown > 0) std::printf("  %-16s %4d failed of %4d\n", "liquid unknown", unknownFailed, unknown);
+  if (unknown > 0)
+    std::printf("  %-16s %4d failed of %4d\n", "liquid unknown", unknownFailed, unknown);
   std::printf("messages:\n");
   for (const auto& [m, n] : messages) std::printf("  %4d  %s\n", n, m.c_str());
-  std::printf("time per solve: median %.4f s, 95th percentile %.4f s (converged median %.4f s, "
-              "failed median %.4f s)\n",
-              quantile(tAll, 0.5), quantile(tAll, 0.95), quantile(tOk, 0.5), quantile(tFail, 0.5));
+  std::printf(
+      "time per solve: median %.4f s, 95th percentile %.4f s (converged median %.4f s, "
+      "failed median %.4f s)\n",
+      quantile(tAll, 0.5), quantile(tAll, 0.95), quantile(tOk, 0.5), quantile(tFail, 0.5));
   std::printf("inner steps of converged solves: median %.0f, 95th percentile %.0f, worst %.0f\n",
               quantile(innerOk, 0.5), quantile(innerOk, 0.95), quantile(innerOk, 1.0));
   if (!csvPath.empty()) {
@@ -211,9 +272,9 @@ int main(int argc, char** argv) {
     std::fprintf(f, "composition,P_bar,T_C,converged,liquid_g,seconds,inner,assemblage,message\n");
     for (const Case& k : cases)
       std::fprintf(f, "%s,%g,%g,%d,%.4f,%.5f,%d,%s,\"%s\"\n",
-                   kNaturalCompositions[static_cast<std::size_t>(k.composition)].name, k.P,
-                   k.tempC, k.converged ? 1 : 0, k.liquid, k.seconds, k.inner,
-                   k.assemblage.c_str(), firstLine(k.message).c_str());
+                   kNaturalCompositions[static_cast<std::size_t>(k.composition)].name, k.P, k.tempC,
+                   k.converged ? 1 : 0, k.liquid, k.seconds, k.inner, k.assemblage.c_str(),
+                   firstLine(k.message).c_str());
     std::fclose(f);
   }
   return 0;

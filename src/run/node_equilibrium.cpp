@@ -182,14 +182,15 @@ bool loadNodeState(const Column& c, int i, EquilibriumModel& model, MinimizerSta
 
 namespace {
 
-// One solve of node i from `start`; false (ErrorFlag set) when it failed or returned a state with
-// a negative amount of liquid or of a phase: that is no equilibrium, whatever the search
-// reported, and storing it would hand the column negative masses.
+// One solve of node i from the state in st, starting at temperature startT; false (ErrorFlag
+// set) when it failed or returned a state with a negative amount of liquid or of a phase: that
+// is no equilibrium, whatever the search reported, and storing it would hand the column
+// negative masses.
 bool solveOnce(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
-               MinimizerState& st, double& T, double& P) {
+               MinimizerState& st, double startT, double& T, double& P) {
   Diagnostics& diag = model.diag;
   diag.ErrorFlag = false;
-  T = c.Temp(i);
+  T = startT;
   P = c.Press(i);
   int errFlag = 0;
   CalcStablePhases(ctx, st, T, P, errFlag);
@@ -214,6 +215,16 @@ bool solveOnce(const Column& c, int i, EquilibriumModel& model, MinimizerContext
   return true;
 }
 
+// Node i's request (mode and target) with the bulk of node i and the assemblage of node j.
+void loadNeighbourState(const Column& c, int i, int j, EquilibriumModel& model,
+                        const MinimizerState& request, MinimizerState& st) {
+  st = request;
+  loadNodeState(c, i, model, st);
+  st.PhaseCount = c.PhaseCount(j);
+  for (int k = 0; k <= kPhaseListSize; ++k) st.Phaselist(k) = c.PhaseList(j, k);
+  for (int k = 1; k <= kXstableSize; ++k) st.Xstable(k) = c.Xstable(j, k);
+}
+
 }  // namespace
 
 bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
@@ -229,21 +240,45 @@ bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext
     st.PhaseCount = 0;
     st.Phaselist.erase();
     st.Xstable.erase();
-    return solveOnce(c, i, model, ctx, st, T, P);
+    return solveOnce(c, i, model, ctx, st, c.Temp(i), T, P);
   }
-  const bool warm = st.PhaseCount > 0;
-  if (solveOnce(c, i, model, ctx, st, T, P)) return true;
-  if (!warm || diag.HaltFlag) return false;
-  // A search from the node's last assemblage can end in a state the minimizer cannot leave
-  // (a phase that should go, a floor it cannot free); from the liquid alone it finds its own way.
-  diag.ErrorReport("  Node: " + std::to_string(i) + "  - solved again from the liquid alone",
-                   false);
-  st = request;
-  loadNodeState(c, i, model, st);
-  st.PhaseCount = 0;
-  st.Phaselist.erase();
-  st.Xstable.erase();
-  return solveOnce(c, i, model, ctx, st, T, P);
+  if (solveOnce(c, i, model, ctx, st, c.Temp(i), T, P)) return true;
+  if (diag.HaltFlag) return false;
+  // A search from the node's last assemblage can end in a state the minimizer cannot leave.
+  // The neighbours' last assemblages lie close by, in temperature and in bulk: the node is
+  // solved again from each, first directly, then by way of the temperature halfway between the
+  // neighbour's and its own (for a node held at its temperature), or at its own temperature
+  // (for a node whose temperature follows its entropy) and from that to its own target.  (A
+  // fresh start from the liquid alone rescued none of the failures, and fails on a third of the
+  // states from which the warm start succeeds.)
+  for (int j : {i - 1, i + 1}) {
+    if (j < 1 || j > c.NumNodes || c.PhaseCount(j) <= 0) continue;
+    diag.ErrorReport("  Node: " + std::to_string(i) +
+                         "  - solved again from the assemblage of node " + std::to_string(j),
+                     false);
+    loadNeighbourState(c, i, j, model, request, st);
+    if (solveOnce(c, i, model, ctx, st, c.Temp(i), T, P)) return true;
+    if (diag.HaltFlag) return false;
+    loadNeighbourState(c, i, j, model, request, st);
+    MinimizerState stage = st;
+    stage.ConstantT = true;
+    stage.ConstantS = stage.ConstantH = stage.ConstantV = false;
+    const double via = request.ConstantT ? 0.5 * (c.Temp(i) + c.Temp(j)) : c.Temp(i);
+    if (request.ConstantT && std::fabs(via - c.Temp(i)) < 0.01) continue;
+    if (!solveOnce(c, i, model, ctx, stage, via, T, P)) {
+      if (diag.HaltFlag) return false;
+      continue;
+    }
+    st = request;
+    loadNodeState(c, i, model, st);
+    st.PhaseCount = stage.PhaseCount;
+    for (int k = 0; k <= kPhaseListSize; ++k) st.Phaselist(k) = stage.Phaselist(k);
+    for (int k = 1; k <= kXstableSize; ++k) st.Xstable(k) = stage.Xstable(k);
+    if (solveOnce(c, i, model, ctx, st, c.Temp(i), T, P)) return true;
+    if (diag.HaltFlag) return false;
+  }
+  diag.ErrorFlag = true;
+  return false;
 }
 
 void UpdatePhases(Column& c, int i, const EquilibriumModel& model) {

@@ -60,8 +60,9 @@ bool loadNodeState(const Column& c, int i, EquilibriumModel& model, MinimizerSta
 
 // Solves node i from its stored state (loadNodeState) in the mode and with the target already
 // set in st.  Clears ErrorFlag first; T and P come back as solved.  False when the node failed:
-// ErrorFlag is then set.  The model is left at T and P.  With fromLiquid the search starts from
-// the liquid alone, not from the node's last assemblage.
+// ErrorFlag is then set.  The model is left at T and P.  A search from the node's last assemblage
+// that fails is tried again from each neighbour's.  With fromLiquid the search starts from the
+// liquid alone, and only from there.
 bool solveNode(const Column& c, int i, EquilibriumModel& model, MinimizerContext& ctx,
                MinimizerState& st, double& T, double& P, bool fromLiquid = false);
 

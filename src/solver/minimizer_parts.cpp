@@ -17,7 +17,15 @@ namespace cx {
 namespace {
 constexpr int kPhases = thermo_data::kNumPhases;
 constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;
-constexpr double kHessianStep = 1e-7;  // moles, the step of the liquid's central differences
+// The step of the liquid's central differences: 1e-7 mol, or a thousandth of the component's
+// moles when it holds less.  The fixed step turned one-sided where a component sat at its 1e-8
+// floor, and its derivative RT/n came out several times too small: the Newton step then moved
+// the liquid's chromium the wrong way and the state oscillated, its spinel 3 J off saturation.
+constexpr double kHessianStep = 1e-7;  // moles
+constexpr double kRelativeHessianStep = 1e-3;
+double hessianStep(double x) {
+  return std::min(kHessianStep, kRelativeHessianStep * x);
+}
 }  // namespace
 
 MinimizerState::MinimizerState()
@@ -60,7 +68,9 @@ MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
       floorBasis(1, kLiquidComponents, 1, kMaxStateVector),
       floorRow(1, kMaxStateVector),
       HessCopy(1, kMaxStateVector, 1, kMaxStateVector),
-      GvCopy(1, kMaxStateVector) {
+      GvCopy(1, kMaxStateVector),
+      kktGradient(1, kMaxStateVector),
+      tangent(1, kMaxStateVector) {
   // The molar mass of each liquid component: the mass of the oxides one mole of it is made of.
   Array1<double> unit(1, kLiquidComponents), wt(1, thermo_data::kNumOxides);
   for (int i = 1; i <= kLiquidComponents; ++i) {
@@ -154,8 +164,8 @@ namespace minimizer {
 // 0.4 % apart at the same T).  False, and the saturation potentials stand, for a pure phase,
 // the gas (its fugacities are the fluid model's), a phase of no amount or with an exchange
 // endmember below zero, and wherever the activity model gives no answer.
-bool potentialsAtState(MinimizerContext& ctx, int id, const Array1<double>& X, int before,
-                       double T, double P) {
+bool potentialsAtState(MinimizerContext& ctx, int id, const Array1<double>& X, int before, double T,
+                       double P) {
   EquilibriumModel& m = *ctx.model;
   const SaturationContext& sat = *m.sat;
   const int n = m.activity->PhaseEndCount(id);
@@ -246,14 +256,13 @@ void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Arra
 namespace {
 
 // Hess(i, j) from the upper and lower potentials of a difference, as the liquid block takes it.
-double liquidDerivative(double upper, double lower, bool central) {
-  double d = (upper - lower) / (central ? 2.0 * kHessianStep : kHessianStep);
+double liquidDerivative(double upper, double lower, bool central, double h) {
+  double d = (upper - lower) / (central ? 2.0 * h : h);
   if (std::fabs(d) < 1e-16) d = 0.0;
   return d;
 }
 
 }  // namespace
-
 
 void calcLiquidHessianByPairs(MinimizerContext& ctx, Array2<double>& Hess, Array1<double>& X,
                               double T, double P) {
@@ -263,19 +272,20 @@ void calcLiquidHessianByPairs(MinimizerContext& ctx, Array2<double>& Hess, Array
     for (int j = 1; j <= kLiquidComponents; ++j) {
       if (!(X(j) > 0.0)) continue;
       const double x = X(j);
-      const bool central = 2.0 * kHessianStep < x;
+      const double h = hessianStep(x);
+      const bool central = 2.0 * h < x;
       double lower = m.MuLiq(i);
       if (central) {
-        X(j) = x - kHessianStep;
+        X(j) = x - h;
         liquidAt(ctx, X, T, P);
         lower = m.MuLiq(i);
       }
-      X(j) = x + kHessianStep;
+      X(j) = x + h;
       liquidAt(ctx, X, T, P);
       const double upper = m.MuLiq(i);
       X(j) = x;
       liquidAt(ctx, X, T, P);
-      Hess(i, j) = liquidDerivative(upper, lower, central);
+      Hess(i, j) = liquidDerivative(upper, lower, central, h);
     }
   }
 }
@@ -298,13 +308,14 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
     for (int j = 1; j <= kLiquidComponents; ++j) {
       if (!(X(j) > 0.0)) continue;
       const double x = X(j);
-      const bool central = 2.0 * kHessianStep < x;
+      const double h = hessianStep(x);
+      const bool central = 2.0 * h < x;
       if (central) {
-        X(j) = x - kHessianStep;
+        X(j) = x - h;
         liquidAt(ctx, X, T, P);
         for (int i = 1; i <= kLiquidComponents; ++i) ctx.muLower(i) = m.MuLiq(i);
       }
-      X(j) = x + kHessianStep;
+      X(j) = x + h;
       liquidAt(ctx, X, T, P);
       for (int i = 1; i <= kLiquidComponents; ++i) ctx.trial(i) = m.MuLiq(i);
       X(j) = x;
@@ -313,7 +324,7 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
         if (!(X(i) > 0.0)) continue;
         double lower = ctx.muLower(i);
         if (!central) lower = (firstPair && i == firstI) ? ctx.muEntry(i) : m.MuLiq(i);
-        Hess(i, j) = liquidDerivative(ctx.trial(i), lower, central);
+        Hess(i, j) = liquidDerivative(ctx.trial(i), lower, central, h);
       }
       firstPair = false;
     }

@@ -1,5 +1,6 @@
 #include "solver/saturation_state.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "base/trap.h"
@@ -11,6 +12,10 @@ namespace {
 constexpr double R = kGasConstant;
 constexpr int kMaxEnd = thermo_data::kMaxPhaseEndmembers;
 constexpr int kComponents = thermo_data::kNumLiquidComponents;
+// The composition of a solution the component finder leaves alone is carried to its tangent
+// composition within this spread of its endmembers' affinities (J), in at most this many passes.
+constexpr double kTangentTolerance = 1e-3;
+constexpr int kMaxTangentPasses = 200;
 
 // The phases whose composition is refined by the component finder: always 1, 2 and 4; 3, 5, 6,
 // 7, 11 and 13 only with their non-ideal models.
@@ -149,6 +154,52 @@ void affinityFromActivities(SaturationContext& sc, int id, int count, double T) 
     }
 }
 
+// The composition of a solution the component finder does not refine, carried from the first
+// guess (each endmember in proportion to exp(-Aend / RT), the composition of an ideal solution
+// with one mixing site) to the one at which every endmember present has the same affinity: the
+// composition whose tangent plane is parallel to the liquid's, where the phase's affinity is
+// its least.  For a model that is not ideal on one site the first guess is not that
+// composition, and its endmembers' affinities differ by kilojoules: a biotite held at
+// equilibrium by the minimizer (both endmembers on the liquid's tangent plane) read 7.3 kJ
+// undersaturated at the guess, one endmember +7.3 kJ and the other -25 kJ.  Each pass moves
+// the fractions by exp(-(A_j - mean) / RT), damped more whenever the spread grows; Xtrial and
+// Act are left at the composition reached.
+void toTangentComposition(SaturationContext& sc, int id, int count, double T, double P,
+                          int& ErrFlag) {
+  ActivityContext& act = *sc.act;
+  const double rt = R * T;
+  double damping = 1.0, lastSpread = 1e300;
+  for (int pass = 0; pass < kMaxTangentPasses; ++pass) {
+    double mean = 0.0, total = 0.0;
+    for (int j = 1; j <= count; ++j) {
+      if (!(sc.Xtrial(j) > 0.0)) continue;
+      if (!(sc.Act(j) > 1e-300)) return;
+      const double a = rt * std::log(sc.Act(j)) + sc.Aend(j);
+      sc.Result(j) = a;
+      mean += sc.Xtrial(j) * a;
+      total += sc.Xtrial(j);
+    }
+    if (!(total > 0.0)) return;
+    mean /= total;
+    double spread = 0.0;
+    for (int j = 1; j <= count; ++j)
+      if (sc.Xtrial(j) > 0.0) spread = std::max(spread, std::fabs(sc.Result(j) - mean));
+    if (spread <= kTangentTolerance) return;
+    if (spread > lastSpread) damping *= 2.0;
+    lastSpread = spread;
+    double sum = 0.0;
+    for (int j = 1; j <= count; ++j) {
+      if (!(sc.Xtrial(j) > 0.0)) continue;
+      const double e = std::max(-30.0, std::min(30.0, -(sc.Result(j) - mean) / (rt * damping)));
+      sc.Xtrial(j) *= std::exp(e);
+      sum += sc.Xtrial(j);
+    }
+    for (int j = 1; j <= count; ++j) sc.Xtrial(j) /= sum;
+    GetActivity(act, id, T, P, sc.Xtrial, count, sc.Act, ErrFlag);
+    if (ErrFlag != 0) return;
+  }
+}
+
 // One phase; false on the failure path.  skipNext is set when the phase and the next one were
 // dealt with together (an unmixed pair).
 bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<double>& MuLiq,
@@ -274,6 +325,9 @@ bool onePhase(SaturationContext& sc, int id, double T, double P, const Array1<do
   }
   GetActivity(act, id, T, P, sc.Xtrial, used, sc.Act, ErrFlag);
   if (ErrFlag != 0) return true;  // no activities: the phase stays unavailable (1e6)
+  if (!refined(act, id) && id != kGasPhase && n >= 2)
+    toTangentComposition(sc, id, used, T, P, ErrFlag);
+  if (ErrFlag != 0) return true;
   affinityFromActivities(sc, id, used, T);
   for (int j = 1; j <= used; ++j) {
     const EndmemberState e = endmemberState(sc, id, j);

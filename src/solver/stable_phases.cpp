@@ -50,6 +50,7 @@ struct Run {
   // The final steps on a settled assemblage (see finish()).
   bool polishing = false, polished = false;
   int polishSteps = 0;
+  bool innerConverged = true;  // whether the last inner iteration passed its test
   double Steplength = 0.0, Norm = 0.0, XNorm = 0.0, MaxStep = 1.0, FloorStep = 1.0;
   // The secant search.
   double x0 = 0.0, x1 = 0.0, r0 = 0.0, r1 = 0.0, firstStep = 0.0, searchTol = 0.0;
@@ -461,7 +462,13 @@ struct Run {
       if (id > kPhases) continue;
       double moles = 0.0;
       for (int j = 1; j <= thermo_data::kMaxPhaseEndmembers; ++j) moles += st.PhaseMoles(id, j);
-      if (equilibrium::keepsListedPhase(sat.Affinity(id), moles)) continue;
+      // A small phase still undersaturated when the inner iteration ran out of steps is on its
+      // way out: the steps, bounded at zero, shrink it by 1 % each (an orthopyroxene of 1.6e-5
+      // mol, 56 J undersaturated, for thousands of steps).  It goes now; should it be wanted
+      // after all, the review lets it back once the rest has settled.
+      const bool fading = !innerConverged && moles < kFadingMoles &&
+                          sat.Affinity(id) > equilibrium::kResultAffinityLimit;
+      if (!fading && equilibrium::keepsListedPhase(sat.Affinity(id), moles)) continue;
       // A phase whose moles the liquid cannot take back (an endmember with a negative
       // coefficient of a component the liquid is short of) is not dropped at once: the Newton
       // steps shrink it, bounded at zero, until it can go.
@@ -675,6 +682,157 @@ struct Run {
     }
   }
 
+  // A bound held in the quadratic program (a liquid component at its floor, an endmember at
+  // zero) is right only while the system would lower that entry further: the held entry's
+  // reduced gradient, its potential in the quadratic model less the potential the free entries
+  // give its components, must not be negative.  A bound held against that sign stops the
+  // iteration short of the minimum (the multipliers' floor rule holds every floor, since every
+  // potential is negative).  The potentials of the components come from the free entries: a free
+  // liquid component gives its own; those at a floor are fitted, by least squares, to the free
+  // endmembers that hold them.  Releases each wrongly held bound (flagged in `released`, so that
+  // it is not held again in this step); true when one was released.
+  bool releaseHeldBounds(std::array<bool, kMaxStateVector + 1>& heldAtZero,
+                         std::array<bool, kMaxStateVector + 1>& released) {
+    if (ctx.ConstraintCount == 0) {
+      bool any = false;
+      for (int e = kN + 1; e <= Ncomp; ++e) any = any || heldAtZero[static_cast<std::size_t>(e)];
+      if (!any) return false;
+    }
+    // The gradient of the quadratic model at the solution.
+    Array1<double>& r = ctx.kktGradient;
+    for (int i = 1; i <= Ncomp; ++i) {
+      double hx = 0.0;
+      for (int j = 1; j <= Ncomp; ++j) hx += ctx.HessCopy(i, j) * st.Xstable(j);
+      r(i) = ctx.GvCopy(i) + hx;
+    }
+    std::array<bool, kN + 1> floored{};
+    std::array<int, kN + 1> slot{};
+    int nf = 0;
+    for (int k = 1; k <= ctx.ConstraintCount; ++k) {
+      const int i = ctx.ConstraintList(k);
+      floored[static_cast<std::size_t>(i)] = true;
+      slot[static_cast<std::size_t>(i)] = ++nf;
+    }
+    std::array<double, kN + 1> y{};
+    for (int i = 1; i <= kN; ++i)
+      if (!floored[static_cast<std::size_t>(i)]) y[static_cast<std::size_t>(i)] = r(i);
+    // The columns of the endmembers: stoichiometry where the saturation state holds the
+    // endmember, nothing where it leaves it out.
+    auto column = [&](int e, int i) {
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        if (id >= kPhases) continue;
+        const int n = endCount(id);
+        if (e <= c + n) {
+          const int j = e - c;
+          return m.sat->PhaseX(id, j) != 0.0 ? m.phases.PhaseStoich(id, j, i) : 0.0;
+        }
+        c += n;
+      }
+      return 0.0;
+    };
+    if (nf > 0) {
+      // Normal equations of the fit over the free endmembers, lightly regularized so that a
+      // component no free endmember holds keeps a defined (and harmless) potential.
+      std::array<std::array<double, kN + 1>, kN + 1> a{};
+      std::array<double, kN + 1> b{};
+      for (int e = kN + 1; e <= Ncomp; ++e) {
+        if (heldAtZero[static_cast<std::size_t>(e)]) continue;
+        double rest = r(e);
+        bool touches = false;
+        for (int i = 1; i <= kN; ++i) {
+          const double nu = column(e, i);
+          if (nu == 0.0) continue;
+          if (floored[static_cast<std::size_t>(i)])
+            touches = true;
+          else
+            rest -= nu * y[static_cast<std::size_t>(i)];
+        }
+        if (!touches) continue;
+        for (int i = 1; i <= kN; ++i) {
+          const auto si = static_cast<std::size_t>(slot[static_cast<std::size_t>(i)]);
+          if (!floored[static_cast<std::size_t>(i)]) continue;
+          const double nui = column(e, i);
+          b[si] += nui * rest;
+          for (int j = 1; j <= kN; ++j)
+            if (floored[static_cast<std::size_t>(j)])
+              a[si][static_cast<std::size_t>(slot[static_cast<std::size_t>(j)])] +=
+                  nui * column(e, j);
+        }
+      }
+      double scale = 0.0;
+      for (int q = 1; q <= nf; ++q)
+        scale = std::max(scale, a[static_cast<std::size_t>(q)][static_cast<std::size_t>(q)]);
+      const double ridge = 1e-12 * std::max(scale, 1.0);
+      for (int q = 1; q <= nf; ++q)
+        a[static_cast<std::size_t>(q)][static_cast<std::size_t>(q)] += ridge;
+      // Gaussian elimination with partial pivoting.
+      for (int col = 1; col <= nf; ++col) {
+        int piv = col;
+        for (int q = col + 1; q <= nf; ++q)
+          if (std::fabs(a[static_cast<std::size_t>(q)][static_cast<std::size_t>(col)]) >
+              std::fabs(a[static_cast<std::size_t>(piv)][static_cast<std::size_t>(col)]))
+            piv = q;
+        std::swap(a[static_cast<std::size_t>(col)], a[static_cast<std::size_t>(piv)]);
+        std::swap(b[static_cast<std::size_t>(col)], b[static_cast<std::size_t>(piv)]);
+        const double d = a[static_cast<std::size_t>(col)][static_cast<std::size_t>(col)];
+        if (!(std::fabs(d) > 0.0)) return false;
+        for (int q = col + 1; q <= nf; ++q) {
+          const double f = a[static_cast<std::size_t>(q)][static_cast<std::size_t>(col)] / d;
+          if (f == 0.0) continue;
+          for (int j = col; j <= nf; ++j)
+            a[static_cast<std::size_t>(q)][static_cast<std::size_t>(j)] -=
+                f * a[static_cast<std::size_t>(col)][static_cast<std::size_t>(j)];
+          b[static_cast<std::size_t>(q)] -= f * b[static_cast<std::size_t>(col)];
+        }
+      }
+      std::array<double, kN + 1> sol{};
+      for (int q = nf; q >= 1; --q) {
+        double v = b[static_cast<std::size_t>(q)];
+        for (int j = q + 1; j <= nf; ++j)
+          v -= a[static_cast<std::size_t>(q)][static_cast<std::size_t>(j)] *
+               sol[static_cast<std::size_t>(j)];
+        sol[static_cast<std::size_t>(q)] =
+            v / a[static_cast<std::size_t>(q)][static_cast<std::size_t>(q)];
+      }
+      for (int i = 1; i <= kN; ++i)
+        if (floored[static_cast<std::size_t>(i)])
+          y[static_cast<std::size_t>(i)] =
+              sol[static_cast<std::size_t>(slot[static_cast<std::size_t>(i)])];
+    }
+    bool any = false;
+    // A liquid component at its floor that the liquid would take up: its own potential in the
+    // model lies below the one the phases give it.
+    int kept = 0;
+    for (int k = 1; k <= ctx.ConstraintCount; ++k) {
+      const int i = ctx.ConstraintList(k);
+      if (r(i) - y[static_cast<std::size_t>(i)] < -kReleaseGradient) {
+        released[static_cast<std::size_t>(i)] = true;
+        any = true;
+        ++ctx.counters.boundsReleased;
+      } else {
+        ctx.ConstraintList(++kept) = i;
+      }
+    }
+    for (int k = kept + 1; k <= ctx.ConstraintCount; ++k) ctx.ConstraintList(k) = 0;
+    ctx.ConstraintCount = kept;
+    // An endmember at zero that its phase would take up.
+    for (int e = kN + 1; e <= Ncomp; ++e) {
+      const auto ue = static_cast<std::size_t>(e);
+      if (!heldAtZero[ue]) continue;
+      double built = 0.0;
+      for (int i = 1; i <= kN; ++i) built += column(e, i) * y[static_cast<std::size_t>(i)];
+      if (r(e) - built < -kReleaseGradient) {
+        heldAtZero[ue] = false;
+        released[ue] = true;
+        any = true;
+        ++ctx.counters.boundsReleased;
+      }
+    }
+    return any;
+  }
+
   // A liquid component already at its floor whose target lies below the floor would have the
   // step clamp it there, creating the difference from nothing at every step (the mass balance
   // of a near-solidus state ran off by tenths of a mole that way).  Such a component is held at
@@ -683,12 +841,15 @@ struct Run {
   bool holdFloorsReached() {
     std::array<bool, kN + 1> tried{};
     std::array<bool, kMaxStateVector + 1> heldAtZero{};
+    std::array<bool, kMaxStateVector + 1> released{};
     for (int k = 1; k <= ctx.ConstraintCount; ++k)
       tried[static_cast<std::size_t>(ctx.ConstraintList(k))] = true;
     for (int pass = 0; pass < kN + kMaxStateVector; ++pass) {
       bool added = false;
       for (int i = 1; i <= kN; ++i) {
-        if (tried[static_cast<std::size_t>(i)] || !(st.BulkMoles(i) > kLiquidFloor)) continue;
+        if (tried[static_cast<std::size_t>(i)] || released[static_cast<std::size_t>(i)] ||
+            !(st.BulkMoles(i) > kLiquidFloor))
+          continue;
         if (ctx.Xold(i) <= kLiquidFloor * (1.0 + 1e-9) && st.Xstable(i) < kLiquidFloor) {
           tried[static_cast<std::size_t>(i)] = true;
           ctx.ConstraintList(++ctx.ConstraintCount) = i;
@@ -699,14 +860,16 @@ struct Run {
       // column in mass balance, no coupling in the Hessian) and stays at zero.
       for (int e = kN + 1; e <= Ncomp; ++e) {
         const auto ue = static_cast<std::size_t>(e);
-        if (heldAtZero[ue] || ctx.NegOK(e) || ctx.Xold(e) > 0.0 || !(st.Xstable(e) < 0.0)) continue;
+        if (heldAtZero[ue] || released[ue] || ctx.NegOK(e) || ctx.Xold(e) > kNegligibleMoles ||
+            !(st.Xstable(e) < 0.0))
+          continue;
         heldAtZero[ue] = true;
         added = true;
       }
       if (!added) {
         for (int e = kN + 1; e <= Ncomp; ++e)
           if (heldAtZero[static_cast<std::size_t>(e)]) st.Xstable(e) = 0.0;
-        return true;
+        if (!releaseHeldBounds(heldAtZero, released)) return true;
       }
       ctx.counters.floorsDropped +=
           dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
@@ -732,6 +895,72 @@ struct Run {
       if (!quadraticStep()) return false;
     }
     return true;
+  }
+
+  // The free energy of the state X less that of the same moles on the tangent plane of
+  // ctx.tangent (the potentials of the liquid components at the start of the step, carried to
+  // each endmember by its stoichiometry), with the potentials the model gives at X.  False when
+  // the liquid model cannot be evaluated there.
+  bool reducedG(const Array1<double>& X, double& g) {
+    const bool flagged = diag.ErrorFlag;
+    const char* failedBefore = failedIn;
+    liquid(X);
+    if (diag.ErrorFlag && !flagged) {
+      diag.ErrorFlag = false;
+      failedIn = failedBefore;
+      return false;
+    }
+    makeGv(X, false);
+    double sum = 0.0;
+    for (int i = 1; i <= Ncomp; ++i)
+      if (ctx.Gv(i) != 0.0) sum += X(i) * (ctx.Gv(i) - ctx.tangent(i));
+    g = sum;
+    return std::isfinite(sum);
+  }
+
+  double lineSearch() {
+    const Array1<double>& Xold = ctx.Xold;
+    // The tangent plane at the start: the liquid's potentials at Xold (the Hessian's last
+    // evaluation restored them there).
+    liquid(Xold);
+    for (int i = 1; i <= kN; ++i) ctx.tangent(i) = m.MuLiq(i);
+    {
+      int c = kN;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        if (id >= kPhases) continue;
+        for (int j = 1; j <= endCount(id); ++j) {
+          double mu = 0.0;
+          for (int i = 1; i <= kN; ++i) mu += m.phases.PhaseStoich(id, j, i) * ctx.tangent(i);
+          ctx.tangent(++c) = mu;
+        }
+      }
+    }
+    double g0 = 0.0;
+    if (!reducedG(Xold, g0)) return MaxStep;
+    // The slope along the step, from the potentials at the start.
+    double slope = 0.0;
+    for (int i = 1; i <= Ncomp; ++i)
+      if (ctx.Gv(i) != 0.0) slope += (st.Xstable(i) - Xold(i)) * (ctx.Gv(i) - ctx.tangent(i));
+    double s = MaxStep, bestS = 0.0, bestG = g0;
+    for (int trial = 0; trial <= kMaxBacktracks; ++trial) {
+      formNhat(s, Clamp::Rule3, false);
+      double g = 0.0;
+      if (reducedG(ctx.Nhat, g)) {
+        // Within the rounding of G the step is as good as the start: near the solution the
+        // Newton step is right and the change of G is below what can be measured.
+        const double noise = kLineSearchNoise * (1.0 + std::fabs(g0));
+        if (g <= g0 + 1e-4 * s * std::min(slope, 0.0) + noise) return s;
+        if (g < bestG) {
+          bestG = g;
+          bestS = s;
+        }
+      }
+      s *= 0.5;
+    }
+    ++ctx.counters.lineSearchFailures;
+    // No length lowered G enough: the one that lowered it most, or the shortest tried.
+    return bestS > 0.0 ? bestS : 2.0 * s;
   }
 
   // E. One step.
@@ -802,10 +1031,11 @@ struct Run {
     // No endmember of a phase may be carried below zero by the step (an exchange endmember
     // of a simple solution excepted): the step stops at 99 % of the way to the first one, so
     // that a vanishing phase shrinks geometrically until the review drops it, instead of the
-    // clamp resetting it and losing mass balance.
+    // clamp resetting it and losing mass balance.  An endmember already below kNegligibleMoles
+    // does not shorten the step: it is held at zero instead.
     bool bounded = false;
     for (int i = kN + 1; i <= Ncomp; ++i) {
-      if (ctx.NegOK(i) || !(Xold(i) > 0.0) || !(st.Xstable(i) < 0.0)) continue;
+      if (ctx.NegOK(i) || !(Xold(i) > kNegligibleMoles) || !(st.Xstable(i) < 0.0)) continue;
       const double t = 0.99 * Xold(i) / (Xold(i) - st.Xstable(i));
       if (t < Steplength) {
         Steplength = t;
@@ -815,34 +1045,16 @@ struct Run {
     }
     if (bounded) ++ctx.counters.boundedSteps;
     MaxStep = Steplength;
-    // 7. The free energy at the start and at the full step, on the potentials of Nhat.
-    makeGv(Xold, false);
-    const double G0 = st.Gsystem;
-    st.Gsystem = 0.0;
-    formNhat(Steplength, Clamp::Rule1, true);
-    // 8, 9. The line search.  With the potentials held at those of the top of the iteration the
-    // function is linear along the line: intended.
-    Steplength = 0.3 * MaxStep;
-    if ((std::fabs(st.Gsystem - G0) <= 1e-5 && Count > 36) || MaxStep <= 0.001) {
-      Steplength = MaxStep;
-    } else {
-      makeGv(Xold, false);
-      int flag = 0;
-      double scratch = 0.0;
-      do {
-        formNhat(Steplength, Clamp::Rule2, false);
-        makeGv(Nhat, false);
-        const double bx = Steplength;
-        if (!runTrapped(diag, subroutineSuffix("BrentMinimization"), [&] {
-              BrentMinimization(ctx.brent, ctx.machEps, 0.0, bx, MaxStep, st.Gsystem, 1e-6,
-                                Steplength, scratch, flag);
-            }))
-          break;
-      } while (flag >= 0);
-      if (flag == -2 || Steplength > MaxStep) Steplength = MaxStep;
-    }
-    // 10. Early damping.
-    if (Count <= 15) Steplength = Count * Steplength / 61.0;
+    // 7-10. The step length, judged by the real free energy of the state along the step: the
+    // liquid's potentials evaluated afresh at each trial and every solution's at the composition
+    // it holds there.  The full (bounded) Newton step is taken when it lowers G enough
+    // (Armijo), else it is halved.  G is measured against the tangent plane of the liquid at the
+    // start: with mass balance holding along the step, G less the constant b'mu differs from G
+    // by a constant, and it is a sum of moles times affinities of a few J instead of a sum of
+    // potentials of a million J, whose rounding (1e-4 J) hid the descent of the last steps.  A
+    // line search on the potentials of the top of the iteration alone is linear along the line
+    // and only picked an end point, or, in that rounding, steps of 1e-6.
+    Steplength = lineSearch();
     // 11. The new point.
     formNhat(Steplength, Clamp::Rule3, false);
     makeGv(Nhat, false);
@@ -892,11 +1104,16 @@ struct Run {
       }
       return Stage::B;
     }
-    if (Norm <= kInnerTolerance * XNorm && onTangentPlane && Count > 15)
+    if (Norm <= kInnerTolerance * XNorm && onTangentPlane && Count > 2) {
       Count = 1;
-    else
+      innerConverged = true;
+    } else {
       ++Count;
-    if (Count > 5 * Ncomp) Count = 1;
+    }
+    if (Count > 5 * Ncomp) {
+      Count = 1;
+      innerConverged = false;
+    }
     return Stage::B;
   }
 
