@@ -239,9 +239,14 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   }
   if (!r.note.empty()) std::cerr << "cumulex: note: " << r.note << '\n';
   const Column& c = *column;
-  // The pile's matrix velocity over its fluidization velocity, for the state shown.
+  // Velocities mean something only where mass moves: a compacting pile or an infiltrating
+  // liquid.  The pile's matrix velocity over its fluidization velocity, for the state shown.
+  const bool advecting = settings.run.chkSkipAdvection == 0;
+  const bool compacting =
+      advecting && settings.optionCompact && settings.run.chkSkipCompaction == 0;
+  const bool moving = compacting || (advecting && settings.optionInfiltrate);
   Array1<double> vRatio(1, c.NumNodes);
-  if (settings.optionCompact) {
+  if (compacting) {
     NullPort quiet;
     vRatio = CompactPile(c, settings, quiet).VRatio;
   }
@@ -294,8 +299,11 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   std::cout << std::setw(5) << "Node" << std::setw(12) << "T (°C)" << std::setw(12) << "P (bar)"
             << std::setw(11) << "F(liquid)" << std::setw(12) << "S(total)" << std::setw(12)
             << "Liq Density" << std::setw(12) << "Mass(solid)" << std::setw(8) << "Phases"
-            << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq" << std::setw(12) << "V solid"
-            << std::setw(12) << "V liquid" << std::setw(10) << "V/V(fl)" << '\n';
+            << std::setw(9) << "SiO2 liq" << std::setw(9) << "MgO liq";
+  if (moving)
+    std::cout << std::setw(12) << "V solid" << std::setw(12) << "V liquid" << std::setw(10)
+              << "V/V(fl)";
+  std::cout << '\n';
   for (int i = c.NumNodes; i >= 1; --i) {
     std::cout << std::setw(5) << i << std::setw(12)
               << formatNumber(c.Temp(i) - kKelvinOffset, "0.000") << std::setw(12)
@@ -305,15 +313,21 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
               << formatNumber(c.RhoLiq(i) / 10.0, "0.0000") << std::setw(12)
               << formatNumber(c.MassSolid(i), "0.0000") << std::setw(8) << c.PhaseCount(i)
               << std::setw(9) << formatNumber(c.LiqOx(i, 1), "0.00") << std::setw(9)
-              << formatNumber(c.LiqOx(i, 8), "0.00") << std::setw(12)
-              << formatNumber(c.Vsolid(i) * kSecondsPerYear, "0.000E+00") << std::setw(12)
-              << formatNumber(c.Vliquid(i) * kSecondsPerYear, "0.000E+00") << std::setw(10)
-              << formatNumber(vRatio(i), "0.0000") << '\n';
+              << formatNumber(c.LiqOx(i, 8), "0.00");
+    if (moving)
+      std::cout << std::setw(12) << formatNumber(c.Vsolid(i) * kSecondsPerYear, "0.000E+00")
+                << std::setw(12) << formatNumber(c.Vliquid(i) * kSecondsPerYear, "0.000E+00")
+                << std::setw(10) << formatNumber(vRatio(i), "0.0000");
+    std::cout << '\n';
   }
-  std::cout << "Pile top: " << formatNumber(c.PileTop / 100.0, "fixed") << " m, in node "
-            << c.TopNode << "\n";
-  std::cout << "(node 1 is the bottom; liquid density in g/cm3; velocities in cm/yr, upward "
-               "positive; V/V(fl): the matrix velocity over the fluidization velocity)\n";
+  if (c.TopNode > 0)
+    std::cout << "Pile top: " << formatNumber(c.PileTop / 100.0, "fixed") << " m, in node "
+              << c.TopNode << "\n";
+  std::cout << "(node 1 is the bottom; liquid density in g/cm3"
+            << (moving ? "; velocities in cm/yr, upward positive; V/V(fl): the matrix velocity "
+                         "over the fluidization velocity"
+                       : "")
+            << ")\n";
   return 0;
 }
 
