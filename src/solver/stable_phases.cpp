@@ -83,6 +83,22 @@ struct Run {
   }
   int endCount(int id) const { return m.activity->PhaseEndCount(id); }
 
+  // The equality constraints of the step: mass balance of the bulk and the liquid components
+  // held at their floor.  A floor that repeats mass balance would make them singular: it is let
+  // go, and mass balance alone decides that component (see dropDependentFloors).
+  bool buildConstraints() {
+    ctx.counters.floorsDropped +=
+        dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
+    ctx.Mc = kN + ctx.ConstraintCount;
+    for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
+    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+    // Fresh solver arrays: a constraint matrix that cannot be built leaves its transpose at zero.
+    for (int c = 1; c <= Ncomp; ++c)
+      for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
+    return MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
+                       ctx.ConstraintList);
+  }
+
   void makeGv(const Array1<double>& X, bool recompute) {
     Make_Gv(ctx, st, T, P, ctx.Gv, X, Ncomp, recompute, ErrFlag);
     note("Make_Gv");
@@ -363,12 +379,7 @@ struct Run {
     for (int i = 1; i <= kN; ++i)
       if (st.BulkMoles(i) > kLiquidFloor && st.Xstable(i) <= kLiquidFloor)
         ctx.ConstraintList(++ctx.ConstraintCount) = i;
-    dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
-    ctx.Mc = kN + ctx.ConstraintCount;
-    for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
-    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
-    const bool built = MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans,
-                                   ctx.ConstraintCount, ctx.ConstraintList);
+    const bool built = buildConstraints();
     CalcHessian(ctx, st, ctx.Hess, ctx.Nhat, Ncomp, T, P);
     newtonForm(ctx.Nhat);
     int krank = 0;
@@ -871,15 +882,7 @@ struct Run {
           if (heldAtZero[static_cast<std::size_t>(e)]) st.Xstable(e) = 0.0;
         if (!releaseHeldBounds(heldAtZero, released)) return true;
       }
-      ctx.counters.floorsDropped +=
-          dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
-      ctx.Mc = kN + ctx.ConstraintCount;
-      for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
-      for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
-      for (int c = 1; c <= Ncomp; ++c)
-        for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
-      MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
-                  ctx.ConstraintList);
+      buildConstraints();
       for (int i = 1; i <= Ncomp; ++i) {
         ctx.Gv(i) = ctx.GvCopy(i);
         for (int j = 1; j <= Ncomp; ++j) ctx.Hess(i, j) = ctx.HessCopy(i, j);
@@ -981,18 +984,7 @@ struct Run {
                           " steps, in subroutine MimimizeG.");
       return Stage::Done;
     }
-    // A floor that repeats mass balance would make the constraints singular: let it go, and
-    // mass balance alone decides that component (see dropDependentFloors).
-    ctx.counters.floorsDropped +=
-        dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
-    ctx.Mc = kN + ctx.ConstraintCount;
-    for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
-    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
-    // Fresh solver arrays: a constraint matrix that cannot be built leaves its transpose at zero.
-    for (int c = 1; c <= Ncomp; ++c)
-      for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
-    MakeMatrixC(ctx, st, ctx.Mc, Ncomp, ctx.Cmat, ctx.Ctrans, ctx.ConstraintCount,
-                ctx.ConstraintList);
+    buildConstraints();
     makeGv(Nhat, false);
     CalcHessian(ctx, st, ctx.Hess, Nhat, Ncomp, T, P);
     note("CalcHessian");
