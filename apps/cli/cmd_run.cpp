@@ -23,6 +23,14 @@
 #include "ui/console_port.h"
 
 namespace cx::cli {
+
+void restoreFluidizationRatio(Column& column, const Settings& settings) {
+  column.VRatio.fill(0.0);
+  if (!settings.compacting()) return;
+  NullPort quiet;
+  column.VRatio = CompactPile(column, settings, quiet).VRatio;
+}
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -240,16 +248,9 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
   if (!r.note.empty()) std::cerr << "cumulex: note: " << r.note << '\n';
   const Column& c = *column;
   // Velocities mean something only where mass moves: a compacting pile or an infiltrating
-  // liquid.  The pile's matrix velocity over its fluidization velocity, for the state shown.
-  const bool advecting = settings.run.chkSkipAdvection == 0;
-  const bool compacting =
-      advecting && settings.optionCompact && settings.run.chkSkipCompaction == 0;
-  const bool moving = compacting || (advecting && settings.optionInfiltrate);
-  Array1<double> vRatio(1, c.NumNodes);
-  if (compacting) {
-    NullPort quiet;
-    vRatio = CompactPile(c, settings, quiet).VRatio;
-  }
+  // liquid.
+  const bool moving = settings.compacting() || settings.infiltrating();
+  restoreFluidizationRatio(*column, settings);
   if (json) {
     JsonWriter w(std::cout);
     w.beginObject();
@@ -268,7 +269,7 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
       for (const auto& col : kShowColumns) w.value(col.label, (c.*col.array)(i));
       w.value("V(solid)", c.Vsolid(i));
       w.value("V(liquid)", c.Vliquid(i));
-      w.value("V/V(fluidization)", vRatio(i));
+      w.value("V/V(fluidization)", c.VRatio(i));
       w.value("PhaseCount", c.PhaseCount(i));
       w.beginObject("Liquid oxides wt %");
       for (int j = 1; j <= kOxides; ++j) w.value(OxideNames[j], c.LiqOx(i, j));
@@ -317,7 +318,7 @@ int showCommand(const std::string& dirName, int wanted, bool json, const std::st
     if (moving)
       std::cout << std::setw(12) << formatNumber(c.Vsolid(i) * kSecondsPerYear, "0.000E+00")
                 << std::setw(12) << formatNumber(c.Vliquid(i) * kSecondsPerYear, "0.000E+00")
-                << std::setw(10) << formatNumber(vRatio(i), "0.0000");
+                << std::setw(10) << formatNumber(c.VRatio(i), "0.0000");
     std::cout << '\n';
   }
   if (c.TopNode > 0)

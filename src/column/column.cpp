@@ -28,11 +28,11 @@ Column::Column() {
 void Column::DimensionArrays(const Settings& settings) {
   const int n = NumNodes;
   for (Array1<double>* a :
-       {&Press,      &STotal,     &SLiq,        &SSolid,        &SWater,       &RhoWater,
-        &MassWater,  &CpBulk,     &RhoLiq,      &RhoSolid,      &MassLiq,      &MassSolid,
-        &LiqVisc,    &FO2,        &Vliquid,     &Vsolid,        &GridPoint,    &InitFLiq,
-        &InitMgBulk, &InitMgLiq,  &InitMgSolid, &InitRhoLiq,    &InitRhoSolid, &InitSLiq,
-        &InitSSolid, &InitSTotal, &InitLiqVisc, &InitMassWater, &InitFO2})
+       {&Press,     &STotal,     &SLiq,       &SSolid,      &SWater,        &RhoWater,
+        &MassWater, &CpBulk,     &RhoLiq,     &RhoSolid,    &MassLiq,       &MassSolid,
+        &LiqVisc,   &FO2,        &Vliquid,    &Vsolid,      &VRatio,        &GridPoint,
+        &InitFLiq,  &InitMgBulk, &InitMgLiq,  &InitMgSolid, &InitRhoLiq,    &InitRhoSolid,
+        &InitSLiq,  &InitSSolid, &InitSTotal, &InitLiqVisc, &InitMassWater, &InitFO2})
     a->redim(1, n);
   FLiq.redim(0, n);
   for (Array2<double>* a : {&BulkOx, &LiqOx, &SolidOx, &InitLiqOx, &InitSolidOx})

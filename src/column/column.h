@@ -92,6 +92,8 @@ class Column {
   Array1<double> STotal, SLiq, SSolid, SWater, RhoWater, MassWater;
   Array1<double> CpBulk, RhoLiq, RhoSolid, MassLiq, MassSolid, LiqVisc, FO2;
   Array1<double> Vliquid, Vsolid, GridPoint;
+  // The pile's matrix velocity over its fluidization velocity, from the last compaction step.
+  Array1<double> VRatio;
   Array1<int> PhaseCount;
   Array2<int> PhaseList;     // (i, 0..15)
   Array2<double> Xstable;    // (i, 0..60)

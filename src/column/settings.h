@@ -154,6 +154,12 @@ class Settings {
   // Run mode ("Run Constraint"): liquid infiltrates from below, or the pile compacts.
   bool optionInfiltrate = false;
   bool optionCompact = true;
+  // Whether the run moves mass that way: the mode chosen and advection not skipped (compaction
+  // also not skipped).
+  bool compacting() const {
+    return optionCompact && run.chkSkipCompaction == 0 && run.chkSkipAdvection == 0;
+  }
+  bool infiltrating() const { return optionInfiltrate && run.chkSkipAdvection == 0; }
   // "Mixing behavior"
   bool optionDisplace = true;
   bool optionMix = false;

@@ -80,11 +80,11 @@ bool fillSingle(const Column& c, const GraphRequest& r, GraphModel& m) {
     pair([&](int i) { return gcm3(at(c.RhoSolid, i)); },
          [&](int i) { return gcm3(at(c.InitRhoSolid, i)); });
   } else if (p == "Density - Bulk") {
-    // Liquid and solid volumes add: the bulk density is the mass-weighted harmonic mean.
+    // The liquid fraction is the liquid's share of the node's volume (once the bookkeeping has
+    // run): the bulk density is the volume-weighted mean, the density whose weight the pressure
+    // gradient stacks.
     auto bulk = [](double f, double rl, double rs) {
-      const double v =
-          (f > 0.0 && rl > 0.0 ? f / rl : 0.0) + (f < 1.0 && rs > 0.0 ? (1.0 - f) / rs : 0.0);
-      return v > 0.0 ? gcm3(1.0 / v) : 0.0;
+      return gcm3(f * std::max(rl, 0.0) + (1.0 - f) * std::max(rs, 0.0));
     };
     pair(
         [&](int i) { return bulk(at(c.FLiq, i), at(c.RhoLiq, i), at(c.RhoSolid, i)); },
@@ -136,7 +136,11 @@ bool fillSingle(const Column& c, const GraphRequest& r, GraphModel& m) {
     auto d = [](double solid, double liquid) { return liquid > 0.0 ? solid / liquid : 0.0; };
     pair([&](int i) { return d(at(c.TraceSolid, i, tr), at(c.TraceLiq, i, tr)); },
          [&](int i) { return d(at(c.InitTraceSolid, i, tr), at(c.InitTraceLiq, i, tr)); });
-  } else if (p == "V/V(fluidization)" || p == "dV Correction" || p == "Matrix Deformation") {
+  } else if (p == "V/V(fluidization)") {
+    // Above 1 the liquid's drag would lift the matrix: the pile would fluidize.
+    m.axisText = "Dimensionless";
+    pair([&](int i) { return at(c.VRatio, i); }, zero);
+  } else if (p == "dV Correction" || p == "Matrix Deformation") {
     m.axisText = p == "Matrix Deformation" ? "% Deformation" : "Dimensionless";
     m.note = "The column state keeps no per-node values of " + std::string(p) + ".";
     return false;

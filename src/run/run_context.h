@@ -53,9 +53,6 @@ struct RunContext {
   std::shared_ptr<ColumnSolver> solver{};
   // The linear stretch of each node in the last equilibration, for the node volume correction.
   Array1<double> Stretch{};
-  // The pile's matrix velocity over its fluidization velocity, from the last compaction step
-  // (the graph "V/V(fluidization)").
-  Array1<double> VRatio{};
 };
 
 }  // namespace cx

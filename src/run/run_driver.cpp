@@ -80,7 +80,7 @@ ProcessTable standardProcesses() {
       c.Vsolid = std::move(v.VSolid);
       c.BottomNode = v.PileBottom;
       c.TopNode = v.TopNode;
-      ctx.VRatio = std::move(v.VRatio);
+      c.VRatio = std::move(v.VRatio);
     });
   };
   p.Advect = [](RunContext& ctx) {
@@ -339,9 +339,7 @@ class Driver {
       }
       // A pile that compacts is found at the start, like one that grows from settling crystals:
       // its velocities are solved only for a pile of more than one node.
-      const bool compacting =
-          s_.optionCompact && s_.run.chkSkipCompaction == 0 && s_.run.chkSkipAdvection == 0;
-      if (s_.optionBottomAccum || compacting) FindPileTop(c_, s_, port_);
+      if (s_.optionBottomAccum || s_.compacting()) FindPileTop(c_, s_, port_);
       c_.BottomNode = 1;
       writeSetupOrStop();
       log_.open(ctx_.folder, /*forAppend=*/false);

@@ -74,8 +74,10 @@ TEST(PlotModelValues, DensitiesAndVelocities) {
   Column c = handColumn();
   c.Vliquid(1) = 1.0 / kSecondsPerDay;  // 1 cm/day upward
   c.Vsolid(1) = -2.0 / kSecondsPerDay;
-  // Half liquid at 2.5, half solid at 3.0 g/cm3 by mass: volumes 0.2 + 0.1667 cm3 per gram.
-  EXPECT_NEAR(model(c, "Density - Bulk").Yvec[0], 1.0 / (0.5 / 2.5 + 0.5 / 3.0), 1e-5);
+  // Half the volume liquid at 2.5, half solid at 3.0 g/cm3.
+  EXPECT_NEAR(model(c, "Density - Bulk").Yvec[0], 2.75, 1e-9);
+  c.FLiq(3) = 1.0;  // all liquid: the solid's density, whatever it holds, plays no part
+  EXPECT_NEAR(model(c, "Density - Bulk").Yvec[2], 2.5, 1e-9);
   const GraphModel both = model(c, "Density - Liquid & Solid");
   EXPECT_FLOAT_EQ(both.Yvec[0], 3.0f);   // black: solid, g/cm3
   EXPECT_FLOAT_EQ(both.Y0vec[0], 2.5f);  // red: liquid
@@ -87,6 +89,12 @@ TEST(PlotModelValues, DensitiesAndVelocities) {
   const GraphModel v = model(c, "Velocity - Liquid & Solid");
   EXPECT_NEAR(v.Yvec[0], 1.0, 1e-6);
   EXPECT_NEAR(v.Y0vec[0], -2.0, 1e-6);
+  // The fluidization ratio of the last compaction step, node by node, with no initial curve.
+  c.VRatio(2) = 0.4;
+  const GraphModel f = model(c, "V/V(fluidization)");
+  ASSERT_TRUE(f.drawn);
+  EXPECT_EQ(f.Yvec, (std::vector<float>{0.0f, 0.4f, 0.0f}));
+  EXPECT_EQ(f.Y0vec, (std::vector<float>{0.0f, 0.0f, 0.0f}));
 }
 
 TEST(PlotModelValues, MultiCurveFamiliesNameTheirCurvesAndSkipAbsentOnes) {

@@ -243,6 +243,7 @@ int plotCommand(const PlotOptions& o) {
     const auto r = parseIteration(text, file.string(), wanted, *column);
     if (!r.ok) return fail(r.message);
     if (!r.note.empty()) std::cerr << "cumulex plot: note: " << r.note << '\n';
+    restoreFluidizationRatio(*column, settings);
     const std::string problem = plot::writeFigure(out, *format, size, *column, requests,
                                                   plot::figureTitle(*column, setupName));
     if (!problem.empty()) {
@@ -266,6 +267,7 @@ int plotCommand(const PlotOptions& o) {
     std::ostringstream frameName;
     frameName << "iteration-" << std::setw(5) << std::setfill('0') << n
               << plot::extensionOf(*format);
+    restoreFluidizationRatio(*column, settings);
     problem = plot::writeFigure(out / frameName.str(), *format, size, *column, requests,
                                 plot::figureTitle(*column, setupName));
     if (problem.empty()) ++written;
