@@ -428,14 +428,19 @@ class EquilibrateWalk {
     solveNode(c_, i, model_, mctx, st, T, P);
     port_.doEvents();
     if (log_.HaltFlag) return false;
-    bool failed = false;
-    if (log_.ErrorFlag) {
-      failed = true;
+    // A solve that failed is reported and the walk goes on; false when the user halts at it.
+    auto reportFailedSolve = [&] {
       log_.ErrorReport(
           itr() + " Node: " + std::to_string(i) + " - Error returned from minimization.",
           log_.PauseOnError);
       if (log_.HaltFlag) return false;
       log_.ErrorFlag = false;
+      return true;
+    };
+    bool failed = false;
+    if (log_.ErrorFlag) {
+      failed = true;
+      if (!reportFailedSolve()) return false;
       if (++problemRun_ > 3) {
         log_.ErrorReport("4 problem nodes in a row.", log_.PauseOnError);
         if (log_.HaltFlag) return false;
@@ -457,11 +462,7 @@ class EquilibrateWalk {
         solveNode(c_, i, model_, mctx, cold, T, P, /*fromLiquid=*/true);
         if (log_.ErrorFlag) {
           failed = true;
-          log_.ErrorReport(
-              itr() + " Node: " + std::to_string(i) + " - Error returned from minimization.",
-              log_.PauseOnError);
-          if (log_.HaltFlag) return false;
-          log_.ErrorFlag = false;
+          if (!reportFailedSolve()) return false;
         } else {
           st = std::move(cold);
           failed = !judge(i, st, S0, /*report=*/true);
