@@ -2,6 +2,7 @@
 // gradient and system sums (Make_Gv), the Hessian (CalcHessian), the constraint matrix
 // (MakeMatrixC) and the residual of the secant search (EnergyResidual).
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -132,7 +133,7 @@ void SetNhat(MinimizerContext& ctx, const MinimizerState& st, int& Ncomp, Array1
           Nhat(Ncomp) = 1e-5 * sat.PhaseX(id, j);
           for (int i = 1; i <= kLiquidComponents; ++i) {
             Nhat(i) -= m.phases.PhaseStoich(id, j, i) * Nhat(Ncomp);
-            if (Nhat(i) < kLiquidFloor && st.BulkMoles(i) > 0.0) Nhat(i) = kLiquidFloor;
+            if (Nhat(i) < liquidFloor(i) && st.BulkMoles(i) > 0.0) Nhat(i) = liquidFloor(i);
           }
         } else {
           Nhat(Ncomp) = 0.0;
@@ -423,6 +424,43 @@ int dropDependentFloors(MinimizerContext& ctx, const MinimizerState& st, int Nco
   for (int k = kept + 1; k <= ConstraintCount; ++k) ConstraintList(k) = 0;
   ConstraintCount = kept;
   return dropped;
+}
+
+int duplicatedListedPhase(const MinimizerContext& ctx, const MinimizerState& st, int id) {
+  const EquilibriumModel& m = *ctx.model;
+  constexpr int kN = kLiquidComponents;
+  constexpr int kPhases = thermo_data::kNumPhases;
+  if (id < 1 || id >= kPhases) return 0;
+  std::array<double, kN + 1> c{};
+  for (int j = 1; j <= m.activity->PhaseEndCount(id); ++j)
+    for (int i = 1; i <= kN; ++i) c[i] += m.sat->PhaseX(id, j) * m.phases.PhaseStoich(id, j, i);
+  double cc = 0.0;
+  for (int i = 1; i <= kN; ++i) cc += c[i] * c[i];
+  if (!(cc > 0.0)) return 0;
+  int e = kN;
+  for (int k = 1; k <= st.PhaseCount; ++k) {
+    const int q = st.Phaselist(k);
+    if (q < 1 || q >= kPhases) continue;
+    std::array<double, kN + 1> b{};
+    for (int j = 1; j <= m.activity->PhaseEndCount(q); ++j) {
+      const double moles = st.Xstable(++e);
+      for (int i = 1; i <= kN; ++i) b[i] += moles * m.phases.PhaseStoich(q, j, i);
+    }
+    double bb = 0.0, cb = 0.0;
+    for (int i = 1; i <= kN; ++i) {
+      bb += b[i] * b[i];
+      cb += c[i] * b[i];
+    }
+    if (!(bb > 0.0) || !(cb > 0.0)) continue;
+    // The part of the candidate's composition off the listed phase's line.
+    double off = 0.0;
+    for (int i = 1; i <= kN; ++i) {
+      const double r = c[i] - cb / bb * b[i];
+      off += r * r;
+    }
+    if (off <= kDuplicateComposition * kDuplicateComposition * cc) return k;
+  }
+  return 0;
 }
 
 double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot) {

@@ -91,7 +91,8 @@ struct Run {
         dropDependentFloors(ctx, st, Ncomp, ctx.ConstraintCount, ctx.ConstraintList);
     ctx.Mc = kN + ctx.ConstraintCount;
     for (int i = 1; i <= kN; ++i) ctx.Dvec(i) = st.BulkMoles(i);
-    for (int k = 1; k <= ctx.ConstraintCount; ++k) ctx.Dvec(kN + k) = kLiquidFloor;
+    for (int k = 1; k <= ctx.ConstraintCount; ++k)
+      ctx.Dvec(kN + k) = liquidFloor(ctx.ConstraintList(k));
     // Fresh solver arrays: a constraint matrix that cannot be built leaves its transpose at zero.
     for (int c = 1; c <= Ncomp; ++c)
       for (int r = 1; r <= ctx.Mc; ++r) ctx.Ctrans(c, r) = 0.0;
@@ -138,7 +139,7 @@ struct Run {
     for (int i = 1; i <= Ncomp; ++i) {
       Nhat(i) = Xold(i) + (st.Xstable(i) - Xold(i)) * s;
       if (i <= kN) {
-        if (st.BulkMoles(i) > 0.0 && Nhat(i) < kLiquidFloor) Nhat(i) = kLiquidFloor;
+        if (st.BulkMoles(i) > 0.0 && Nhat(i) < liquidFloor(i)) Nhat(i) = liquidFloor(i);
         if (st.BulkMoles(i) == 0.0) Nhat(i) = 0.0;
       } else {
         bool below = false, negOK = false;
@@ -377,7 +378,7 @@ struct Run {
     ctx.ConstraintCount = 0;
     ctx.ConstraintList.erase();
     for (int i = 1; i <= kN; ++i)
-      if (st.BulkMoles(i) > kLiquidFloor && st.Xstable(i) <= kLiquidFloor)
+      if (st.BulkMoles(i) > liquidFloor(i) && st.Xstable(i) <= liquidFloor(i))
         ctx.ConstraintList(++ctx.ConstraintCount) = i;
     const bool built = buildConstraints();
     CalcHessian(ctx, st, ctx.Hess, ctx.Nhat, Ncomp, T, P);
@@ -567,7 +568,8 @@ struct Run {
     for (int i = 1; i <= kN; ++i) {
       double need = 0.0;
       for (int j = 1; j <= n; ++j) need += m.phases.PhaseStoich(id, j, i) * sat.PhaseX(id, j);
-      if (need > 0.0) amount = std::min(amount, 0.5 * std::max(Nhat(i) - kLiquidFloor, 0.0) / need);
+      if (need > 0.0)
+        amount = std::min(amount, 0.5 * std::max(Nhat(i) - liquidFloor(i), 0.0) / need);
     }
     for (int j = 1; j <= n; ++j) {
       const int e = base + j;
@@ -603,7 +605,10 @@ struct Run {
       const int id = order(idx);
       if (sat.PhaseExcluded(id) || !equilibrium::wantsToJoin(sat.Affinity(id)) || id == LastDropped)
         continue;
-      const bool refused = listed(id) || equilibrium::excludedByListed(id, listed);
+      // A candidate of the composition a listed phase already holds is that phase again.
+      const bool duplicate = !listed(id) && duplicatedListedPhase(ctx, st, id) > 0;
+      if (duplicate) ++ctx.counters.duplicatesRefused;
+      const bool refused = listed(id) || equilibrium::excludedByListed(id, listed) || duplicate;
       if (refused) {
         // A refused candidate at the very end of the order counts as found.
         if (idx == kPhases) {
@@ -859,9 +864,9 @@ struct Run {
       bool added = false;
       for (int i = 1; i <= kN; ++i) {
         if (tried[static_cast<std::size_t>(i)] || released[static_cast<std::size_t>(i)] ||
-            !(st.BulkMoles(i) > kLiquidFloor))
+            !(st.BulkMoles(i) > liquidFloor(i)))
           continue;
-        if (ctx.Xold(i) <= kLiquidFloor * (1.0 + 1e-9) && st.Xstable(i) < kLiquidFloor) {
+        if (ctx.Xold(i) <= liquidFloor(i) * (1.0 + 1e-9) && st.Xstable(i) < liquidFloor(i)) {
           tried[static_cast<std::size_t>(i)] = true;
           ctx.ConstraintList(++ctx.ConstraintCount) = i;
           added = true;
@@ -1008,9 +1013,9 @@ struct Run {
     MaxStep = FloorStep = Steplength = 1.0;
     double best = 1.0;
     for (int i = 1; i <= kN; ++i) {
-      if (st.Xstable(i) < kLiquidFloor && st.BulkMoles(i) > 0.0 &&
+      if (st.Xstable(i) < liquidFloor(i) && st.BulkMoles(i) > 0.0 &&
           std::fabs(st.Xstable(i) - Xold(i)) > 1e-6) {
-        const double q = (kLiquidFloor - Xold(i)) / (st.Xstable(i) - Xold(i));
+        const double q = (liquidFloor(i) - Xold(i)) / (st.Xstable(i) - Xold(i));
         double t = q;
         if (!(t > 0.0)) t = 0.01;
         if (t < best) {
@@ -1060,7 +1065,7 @@ struct Run {
     ctx.ConstraintList.erase();
     if (Count > 1)
       for (int i = 1; i <= kN; ++i)
-        if (st.BulkMoles(i) > kLiquidFloor && Nhat(i) <= kLiquidFloor && ctx.mult(i) < 0.0)
+        if (st.BulkMoles(i) > liquidFloor(i) && Nhat(i) <= liquidFloor(i) && ctx.mult(i) < 0.0)
           ctx.ConstraintList(++ctx.ConstraintCount) = i;
     // 14.
     if (FloorStep < Steplength) {

@@ -20,6 +20,7 @@
 #include "base/port.h"
 #include "base/scalar_minimizer.h"
 #include "solver/equilibrium_model.h"
+#include "thermo/data/liquid_component_table.h"
 
 namespace cx {
 
@@ -27,7 +28,16 @@ inline constexpr int kMaxStateVector = 60;   // entries of Xstable
 inline constexpr int kMaxListedPhases = 15;  // entries of Phaselist
 inline constexpr int kLiquidComponents = thermo_data::kNumLiquidComponents;
 inline constexpr double kLiquidFloor = 1e-8;  // Floor: least moles of a liquid component
-inline constexpr double kSolidFloor = 1e-9;   // FloorSolid: least moles of an endmember
+// Chromium lives almost wholly in spinel: once spinel crystallizes, the liquid's MgCr2O4 in
+// equilibrium with it may lie below 1e-8 mol (an alkali basalt at 975 C wants about 6e-9), and
+// a floor there kept the liquid's chromium potential 5 kJ above the spinel's.  Its own floor
+// lies well below what a spinel-saturated liquid holds.
+inline constexpr double kTraceLiquidFloor = 1e-10;
+// The least moles of liquid component i.
+inline constexpr double liquidFloor(int i) {
+  return i == thermo_data::lc::kMgCr2O4 ? kTraceLiquidFloor : kLiquidFloor;
+}
+inline constexpr double kSolidFloor = 1e-9;  // FloorSolid: least moles of an endmember
 inline constexpr int kMaxSecantPasses = 14;
 inline constexpr int kMaxDropPasses = 20;
 // The inner iteration has converged when its step is below this fraction of the vector's length
@@ -109,6 +119,7 @@ struct MinimizerCounters {
   int adds = 0, drops = 0;
   double lastHsqpFlag = 0.0;
   int hsqpDependentRows = 0;    // quadratic steps whose constraints HSQP found dependent (-2)
+  int duplicatesRefused = 0;    // candidates refused as a listed phase's composition again
   int floorsDropped = 0;        // floors let go as repeating mass balance (dropDependentFloors)
   int massBalanceResolves = 0;  // quadratic steps solved again on mass balance alone
   int readmissions = 0;         // phases dropped and let back in this call
@@ -197,6 +208,16 @@ bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Nc
 // rows are tested in list order by Gram-Schmidt with a relative tolerance of sqrt(MachEps).
 int dropDependentFloors(MinimizerContext& ctx, const MinimizerState& st, int Ncomp,
                         int& ConstraintCount, Array1<int>& ConstraintList);
+
+// Two phases of one composition are one phase twice (a Spinel and an Mt-Usp both nearly pure
+// magnetite): their columns in the step are nearly equal, the amounts between them undetermined,
+// and each only holds the other at saturation.  A candidate whose saturation composition (its
+// moles of the liquid components per mole) lies within kDuplicateComposition, relative, of the
+// line of the composition a listed solid holds does not join.  Returns that phase's list
+// position, or 0.  Compositions that merely lie in the span of several listed phases are not
+// refused: a phase such as quartz joining olivine and orthopyroxene is how one of them leaves.
+inline constexpr double kDuplicateComposition = 0.02;
+int duplicatedListedPhase(const MinimizerContext& ctx, const MinimizerState& st, int id);
 
 // Htot - Hsystem at fixed H, Stot - Ssystem at fixed S, Vtot - Vsystem at fixed V, else 0.
 double EnergyResidual(const MinimizerState& st, double Htot, double Stot, double Vtot);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <initializer_list>
 #include <vector>
 
 #include "minimizer_fixture.h"
@@ -244,6 +245,64 @@ TEST(MinimizerParts, EnergyResidualByMode) {
     st.ConstantV = r.v;
     EXPECT_EQ(EnergyResidual(st, 1.0, 2.0, 3.0), r.expected);
   }
+}
+
+// A candidate of the composition a listed phase holds is that phase again and is refused; a
+// candidate of another composition, even one in the span of the listed phases taken together,
+// is not.  The compositions are written out from the formulas: Fe3O4 is Fe2O3 + FeO, the
+// ulvospinel Fe2TiO4 is TiO2 + 2 FeO, quartz is what an orthopyroxene Mg2Si2O6 holds beyond
+// the forsterite Mg2SiO4 of the same magnesium.
+TEST(MinimizerParts, ACandidateOfAListedPhasesCompositionIsThatPhaseAgain) {
+  MinimizerSetup s(kBasalt, 1100.0 + 273.15, 1.0);
+  MinimizerState& st = s.st;
+  SaturationContext& sat = *s.model.sat;
+  const ActivityContext& act = *s.model.activity;
+  auto setX = [&](int id, std::initializer_list<double> x) {
+    int j = 0;
+    for (int e = 1; e <= act.PhaseEndCount(id); ++e) sat.PhaseX(id, e) = 0.0;
+    for (double v : x) sat.PhaseX(id, ++j) = v;
+  };
+  for (int i = 1; i <= kLiquidComponents; ++i) st.Xstable(i) = st.BulkMoles(i);
+  // A spinel of 99 % magnetite (endmember 4) and 1 % hercynite (endmember 5).
+  st.PhaseCount = 1;
+  st.Phaselist(1) = 7;
+  const int nSp = act.PhaseEndCount(7);
+  ASSERT_EQ(nSp, 8);
+  for (int j = 1; j <= nSp; ++j) st.Xstable(kLiquidComponents + j) = 0.0;
+  st.Xstable(kLiquidComponents + 4) = 0.0099;
+  st.Xstable(kLiquidComponents + 5) = 0.0001;
+  // An Mt-Usp of 99 % magnetite, 1 % ulvospinel: the spinel again.
+  setX(13, {0.99, 0.01});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 13), 1);
+  // Pure magnetite: the spinel again.
+  setX(13, {1.0, 0.0});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 13), 1);
+  // A titanomagnetite of half ulvospinel is another phase.
+  setX(13, {0.5, 0.5});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 13), 0);
+  // Olivine has nothing of the spinel's composition.
+  setX(1, {0.9, 0.1});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 1), 0);
+  // Olivine Fo90 and orthopyroxene En90 listed: quartz lies in their span (opx - ol), yet it is
+  // how one of them leaves the assemblage; it is not refused.  Olivine of the listed
+  // composition is.
+  st.PhaseCount = 2;
+  st.Phaselist(1) = 1;
+  st.Phaselist(2) = 4;
+  const int nOl = act.PhaseEndCount(1), nOpx = act.PhaseEndCount(4);
+  for (int e = kLiquidComponents + 1; e <= kLiquidComponents + nOl + nOpx; ++e) st.Xstable(e) = 0;
+  st.Xstable(kLiquidComponents + 1) = 0.09;
+  st.Xstable(kLiquidComponents + 2) = 0.01;
+  st.Xstable(kLiquidComponents + nOl + 1) = 0.045;
+  st.Xstable(kLiquidComponents + nOl + 2) = 0.005;
+  setX(16, {1.0});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 16), 0);
+  setX(1, {0.9, 0.1});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 1), 1);
+  // Fo80 differs from Fo90 by more than the tolerance: another olivine composition, not the
+  // listed one (the review, not this rule, decides about it).
+  setX(1, {0.8, 0.2});
+  EXPECT_EQ(duplicatedListedPhase(s.ctx, st, 1), 0);
 }
 
 }  // namespace
