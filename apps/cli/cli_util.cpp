@@ -98,4 +98,26 @@ bool readOxides(const char* command, const ThermoTables& tables, const std::stri
   return true;
 }
 
+bool readExclusions(const char* command, const ThermoTables& tables, const std::string& text,
+                    Array1<bool>& excluded) {
+  std::size_t from = 0;
+  while (from <= text.size()) {
+    const std::size_t comma = std::min(text.find(',', from), text.size());
+    const std::string name = trimmed(std::string_view(text).substr(from, comma - from));
+    from = comma + 1;
+    if (name.empty()) continue;
+    int found = 0;
+    for (int id = 1; id <= thermo_data::kNumPhases && found == 0; ++id)
+      if (sameName(trimmedText(tables.PhaseNames(id)), name) ||
+          sameName(trimmedText(tables.PhaseAbbrev(id)), name))
+        found = id;
+    if (found == 0) {
+      fail(command, "--exclude: no phase is called '", name, "'");
+      return false;
+    }
+    excluded(found) = true;
+  }
+  return true;
+}
+
 }  // namespace cx::cli

@@ -49,4 +49,9 @@ inline bool readField(const char* command, const std::string& text, const char* 
 bool readOxides(const char* command, const ThermoTables& tables, const std::string& text,
                 Array1<double>& wt);
 
+// "Olivine,Spinel" or abbreviations ("ol,spn"), any case: the phases kept from precipitating are
+// marked in `excluded`.  An unknown name is named on stderr and the result is false.
+bool readExclusions(const char* command, const ThermoTables& tables, const std::string& text,
+                    Array1<bool>& excluded);
+
 }  // namespace cx::cli

@@ -1,11 +1,9 @@
 // `cumulex equilibrate --oxides "SiO2=50.4,..." --T C --P BAR [--entropy S | --enthalpy H]
 // [--exclude NAME,...] [--json]`: the stable assemblage of one composition (wt %, normalized to
 // 100 g) at fixed T and P, or at fixed entropy (J/K) or enthalpy (J) per 100 g starting from T.
-#include <cctype>
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,34 +21,6 @@ struct EquilibrateOptions {
   std::string oxides, T, P, entropy, enthalpy, exclude;
   bool json = false;
 };
-
-std::string lower(std::string s) {
-  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return s;
-}
-
-// "Olivine,Spinel" or abbreviations ("ol,spn"): the phases kept from precipitating.
-bool readExclusions(const ThermoTables& tables, const std::string& text, Array1<bool>& excluded) {
-  std::stringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) {
-    const auto b = item.find_first_not_of(' ');
-    const auto e = item.find_last_not_of(' ');
-    if (b == std::string::npos) continue;
-    const std::string name = lower(item.substr(b, e - b + 1));
-    int found = 0;
-    for (int id = 1; id <= thermo_data::kNumPhases && found == 0; ++id)
-      if (lower(trimmedText(tables.PhaseNames(id))) == name ||
-          lower(trimmedText(tables.PhaseAbbrev(id))) == name)
-        found = id;
-    if (found == 0) {
-      std::cerr << "cumulex equilibrate: --exclude: no phase is called '" << item << "'\n";
-      return false;
-    }
-    excluded(found) = true;
-  }
-  return true;
-}
 
 struct PhaseReport {
   int id = 0;
@@ -79,7 +49,7 @@ int equilibrateCommand(const EquilibrateOptions& o) {
   Array1<double> wt(1, thermo_data::kNumOxides);
   if (!readOxides("equilibrate", tables, o.oxides, wt)) return 2;
   ModelOptions options;
-  if (!readExclusions(tables, o.exclude, options.PhaseExcluded)) return 2;
+  if (!readExclusions("equilibrate", tables, o.exclude, options.PhaseExcluded)) return 2;
 
   RecordingDiagnostics diag;
   RecordingPort port;

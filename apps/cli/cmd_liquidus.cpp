@@ -1,6 +1,6 @@
-// `cumulex liquidus --oxides "SiO2=50.4,..." --P BAR [--json]`: the liquidus temperature of a
-// liquid of that composition, the solid phase that saturates first, and whether the liquid is
-// already gas-saturated there.
+// `cumulex liquidus --oxides "SiO2=50.4,..." --P BAR [--exclude NAME,...] [--json]`: the
+// liquidus temperature of a liquid of that composition, the solid phase that saturates first, and
+// whether the liquid is already gas-saturated there.
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -16,7 +16,7 @@ namespace cx::cli {
 namespace {
 
 struct LiquidusOptions {
-  std::string oxides, P;
+  std::string oxides, P, exclude;
   bool json = false;
 };
 
@@ -29,10 +29,12 @@ int liquidusCommand(const LiquidusOptions& o) {
   const LiquidTables liquidTables = loadLiquidTables();
   Array1<double> wt(1, thermo_data::kNumOxides);
   if (!readOxides("liquidus", tables, o.oxides, wt)) return 2;
+  ModelOptions options;
+  if (!readExclusions("liquidus", tables, o.exclude, options.PhaseExcluded)) return 2;
 
   RecordingDiagnostics diag;
   RecordingPort port;
-  EquilibriumModel model(tables, liquidTables, ModelOptions{}, diag, port);
+  EquilibriumModel model(tables, liquidTables, options, diag, port);
   double T = kStartTC + kKelvinOffset;
   const LiquidusResult r = Find_Liquidus(model, port, wt, T, pBar);
   if (!r.found) {
@@ -45,6 +47,12 @@ int liquidusCommand(const LiquidusOptions& o) {
   if (!r.withinOneJoule) {
     std::cerr << "cumulex liquidus: no liquidus found: the search ended at " << r.T - kKelvinOffset
               << " °C with " << phase << " at an affinity of " << r.affinity << " J\n";
+    // A phase still oversaturated at the hottest temperature the search reaches is stable above
+    // any liquidus of the others (alkali feldspar in potassic basalts and picrites, whose
+    // sanidine's disorder term keeps falling with T); the others' liquidus needs it kept out.
+    if (r.affinity < 0.0)
+      std::cerr << "  " << phase << " stays saturated at every temperature searched; to find the "
+                << "liquidus of the other phases, keep it out: --exclude " << phase << '\n';
     return 1;
   }
   if (o.json) {
@@ -80,6 +88,8 @@ void addLiquidusCommand(CLI::App& app, int& exitCode) {
                   "Liquid composition, e.g. \"SiO2=50.4,TiO2=1.5,...\" (wt %)")
       ->required();
   cmd->add_option("--P", o->P, "Pressure (bar)")->required();
+  cmd->add_option("--exclude", o->exclude,
+                  "Phases kept out of the search, by name or abbreviation");
   cmd->add_flag("--json", o->json, "JSON output");
   cmd->callback([o, &exitCode] { exitCode = liquidusCommand(*o); });
 }
