@@ -1,6 +1,7 @@
 // `cumulex equilibrate --oxides "SiO2=50.4,..." --T C --P BAR [--entropy S | --enthalpy H]
 // [--exclude NAME,...] [--json]`: the stable assemblage of one composition (wt %, normalized to
 // 100 g) at fixed T and P, or at fixed entropy (J/K) or enthalpy (J) per 100 g starting from T.
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -9,6 +10,7 @@
 
 #include "cli_util.h"
 #include "commands.h"
+#include "base/text_format.h"
 #include "json.h"
 #include "solver/stable_phases.h"
 #include "thermo/redox.h"
@@ -78,7 +80,18 @@ int equilibrateCommand(const EquilibrateOptions& o) {
   P = res.P;
 
   if (!res.converged) {
-    // An answer that is not proved an equilibrium is no answer: no masses, no phases.
+    // An answer that is not proved an equilibrium is no answer: no masses, no phases.  The liquid
+    // the search held when it stopped says only whether the composition was near its solidus,
+    // where the minimizer, which works through the liquid, runs out of liquid to work with.
+    double lastLiquid = 0.0;
+    for (int i = 1; i <= kLiquidComponents; ++i) lastLiquid += st.Xstable(i) * ctx.liquidMW(i);
+    const bool nearSolidus = std::isfinite(lastLiquid) && lastLiquid >= 0.0 && lastLiquid < 5.0;
+    const std::string note =
+        nearSolidus ? "Little liquid was left when the search stopped (about " +
+                          formatNumber(lastLiquid, "0.0") +
+                          " g per 100 g): the composition is at or below its solidus, where too "
+                          "little liquid remains for this liquid-based minimizer."
+                    : std::string();
     if (o.json) {
       JsonWriter w(std::cout);
       w.beginObject();
@@ -86,10 +99,12 @@ int equilibrateCommand(const EquilibrateOptions& o) {
       w.value("P_bar", P);
       w.value("converged", false);
       w.value("message", res.message);
+      if (nearSolidus) w.value("note", note);
       w.endObject();
     } else {
       std::printf("No equilibrium found at %.2f °C and %.2f bar: the solve did not converge.\n",
                   T - kKelvinOffset, P);
+      if (nearSolidus) std::printf("%s\n", note.c_str());
     }
     std::cerr << "cumulex equilibrate: " << res.message << '\n';
     for (const auto& r : diag.reports)
