@@ -250,7 +250,7 @@ void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Arra
     if (!st.ConstantH) st.Hsystem = ctx.Htot;
   };
   (void)Ncomp;  // the walk over the listed phases sets the length
-  runTrapped(m.diag, subroutineSuffix("Make_Gv"), body);
+  runTrapped(m.diag, Subroutine{"Make_Gv"}, body);
 }
 
 namespace {
@@ -346,7 +346,7 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
     }
     if (c != Ncomp) reportFrom(ctx, "0 error in subroutine Hessian.");
   };
-  runTrapped(m.diag, subroutineSuffix("Hessian"), body);
+  runTrapped(m.diag, Subroutine{"Hessian"}, body);
 }
 
 bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Ncomp,
@@ -376,7 +376,7 @@ bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Nc
       for (int col = 1; col <= Ncomp; ++col) Ctrans(col, r) = Cmat(r, col);
     ok = true;
   };
-  runTrapped(m.diag, subroutineSuffix("MakeMatrixC"), body);
+  runTrapped(m.diag, Subroutine{"MakeMatrixC"}, body);
   return ok;
 }
 

@@ -469,9 +469,18 @@ void GibbsPyrrhotiteModule(double T, double P, double& V, double& Cp, double& H,
 
 bool Gibbs(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T, double Pliq,
            double Psolid, double LiqSiO2LowTSlope) {
+  // The arrays are a function of these arguments alone: when they were filled for them, the
+  // call has nothing to do.
+  const StandardState::Filled key{&tables, T, Pliq, Psolid, LiqSiO2LowTSlope};
+  if (ss.filled.tables == key.tables && ss.filled.T == T && ss.filled.Pliq == Pliq &&
+      ss.filled.Psolid == Psolid && ss.filled.lowTSlope == LiqSiO2LowTSlope)
+    return true;
+  ss.filled = {};
   ss.duan.trapErrors = diag.TrapErrors;
-  return runTrapped(diag, subroutineSuffix("Gibbs"),
-                    [&] { gibbsBody(tables, ss, T, Pliq, Psolid, LiqSiO2LowTSlope); });
+  const bool ok = runTrapped(diag, Subroutine{"Gibbs"},
+                             [&] { gibbsBody(tables, ss, T, Pliq, Psolid, LiqSiO2LowTSlope); });
+  if (ok) ss.filled = key;
+  return ok;
 }
 
 }  // namespace cx
