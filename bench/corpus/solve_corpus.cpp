@@ -7,8 +7,8 @@
 //     solves each state (every K-th) cold, from the liquid alone, and warm, from the assemblage
 //     the node held, and prints for each start the failures by message and by the node's liquid
 //     (above 40 g, 15-40, 5-15, below 5 g per 100 g), the median and 95th-percentile time per
-//     solve, the inner-step counts, and how often the warm and cold answers disagree on the
-//     assemblage.
+//     solve (processor time of the thread), the inner-step counts, and how often the warm and cold
+//     answers disagree on the assemblage.
 #include <algorithm>
 #include <cctype>
 #include <cmath>
