@@ -44,6 +44,7 @@ MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
       port(&p),
       machEps(MachEps()),
       liquidMW(1, kLiquidComponents),
+      liquidStates(std::make_unique<StandardState>(machEps)),
       Nhat(1, kMaxStateVector),
       Xold(1, kMaxStateVector),
       Gv(1, kMaxStateVector),

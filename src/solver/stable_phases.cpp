@@ -1245,9 +1245,13 @@ struct Run {
       st.CpSystem = 0.0;
     }
     // The liquid's heat capacity from its enthalpy 0.1 K either side.
+    // The liquid's standard states at those temperatures go to a state of their own, so that
+    // the model's stay at T.
     auto liquidEnthalpy = [&](double temp) {
-      m.setConditions(temp, P);
-      u_Liquid(m.liquidTables, *m.ss, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, temp, P);
+      GibbsLiquid(m.tables, *ctx.liquidStates, diag, temp, P);
+      note("the standard states (Gibbs)");
+      u_Liquid(m.liquidTables, *ctx.liquidStates, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq,
+               m.Hliq, temp, P);
       double sum = 0.0;
       for (int i = 1; i <= kN; ++i) sum += m.Hliq(i) * st.Xstable(i);
       return sum;

@@ -264,18 +264,23 @@ void exchangeRow(StandardState& ss, int row, std::initializer_list<std::pair<int
   copyRow(ss, row, g, h, s, cp, v);
 }
 
-void gibbsBody(const ThermoTables& t, StandardState& ss, double T, double Pliq, double Psolid,
-               double lowTSlope) {
-  ss.T = T;
-  ss.Pliq = Pliq;
-  ss.Psolid = Psolid;
-  // 1-4: the liquid components.
+// 1-4: the liquid components.
+void liquidComponents(const ThermoTables& t, StandardState& ss, double T, double Pliq,
+                      double lowTSlope) {
   liquidSilica(t, ss, T, Pliq, lowTSlope);
   for (int i = 2; i <= kNumLiquidComponents; ++i)
     if (i != 13 && i != 14) liquidByFusion(t, ss, i, T, Pliq);
   liquidWater(t, ss, T, Pliq);
   DuanSpecies(t, ss.duan, T, Pliq, "CO2", ss.V0Liq(14), ss.H0Liq(14), ss.S0Liq(14), ss.Cp0Liq(14),
               ss.G0Liq(14), true);
+}
+
+void gibbsBody(const ThermoTables& t, StandardState& ss, double T, double Pliq, double Psolid,
+               double lowTSlope) {
+  ss.T = T;
+  ss.Pliq = Pliq;
+  ss.Psolid = Psolid;
+  liquidComponents(t, ss, T, Pliq, lowTSlope);
   // 5: the liquid components as rows 77 to 91.
   for (int i = 1; i <= kNumLiquidComponents; ++i)
     copyRow(ss, kLiquidCopyRow0 + i, ss.G0Liq(i), ss.H0Liq(i), ss.S0Liq(i), ss.Cp0Liq(i),
@@ -465,6 +470,18 @@ void GibbsPyrrhotiteModule(double T, double P, double& V, double& Cp, double& H,
   S = (S + 14.41) * 4.184;
   H = (H - 24000.0) * 4.184 + (P - 1.0) * 1.82;
   G = H - T * S;
+}
+
+bool GibbsLiquid(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T,
+                 double Pliq, double LiqSiO2LowTSlope) {
+  // The endmember rows are left as they were: the object no longer holds one whole state.
+  ss.filled = {};
+  ss.duan.trapErrors = diag.TrapErrors;
+  return runTrapped(diag, Subroutine{"Gibbs"}, [&] {
+    ss.T = T;
+    ss.Pliq = Pliq;
+    liquidComponents(tables, ss, T, Pliq, LiqSiO2LowTSlope);
+  });
 }
 
 bool Gibbs(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T, double Pliq,
