@@ -245,6 +245,40 @@ TEST(Gibbs, RevisitedConditionsEqualAFreshComputation) {
   EXPECT_TRUE(same(reused, fresh));
 }
 
+// The liquid components' standard states alone are the numbers the whole computation gives
+// them, at any temperature and pressure (silica's low-temperature slope included), and the
+// endmember rows are left as they were; the object then no longer counts as filled for the
+// conditions before.
+TEST(Gibbs, TheLiquidAloneMatchesTheWholeState) {
+  const ThermoTables& t = tables();
+  RecordingDiagnostics diag;
+  StandardState whole(MachEps()), liquid(MachEps());
+  ASSERT_TRUE(Gibbs(t, liquid, diag, 1300.0, 1000.0, 1000.0));
+  const double endmember = liquid.G0End(5);
+  struct Conditions {
+    double T, P, slope;
+  };
+  for (const Conditions c : {Conditions{1300.1, 1000.0, 0.0}, Conditions{1100.0, 1.0, 5.0},
+                             Conditions{1573.15, 7000.0, 0.0}}) {
+    ASSERT_TRUE(Gibbs(t, whole, diag, c.T, c.P, c.P, c.slope));
+    ASSERT_TRUE(GibbsLiquid(t, liquid, diag, c.T, c.P, c.slope));
+    for (int i = 1; i <= 15; ++i) {
+      EXPECT_EQ(liquid.G0Liq(i), whole.G0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.H0Liq(i), whole.H0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.S0Liq(i), whole.S0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.Cp0Liq(i), whole.Cp0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.V0Liq(i), whole.V0Liq(i)) << i << " at " << c.T;
+    }
+    EXPECT_EQ(liquid.G0End(5), endmember);
+  }
+  // Back at 1300 K the endmember rows are computed again, not taken as still filled.
+  ASSERT_TRUE(Gibbs(t, liquid, diag, 1300.0, 1000.0, 1000.0));
+  ASSERT_TRUE(Gibbs(t, whole, diag, 1300.0, 1000.0, 1000.0));
+  EXPECT_EQ(liquid.G0Liq(1), whole.G0Liq(1));
+  EXPECT_EQ(liquid.G0End(5), whole.G0End(5));
+  EXPECT_TRUE(diag.reports.empty());
+}
+
 TEST(Gibbs, ARunTimeFaultIsReportedAndTrapped) {
   StandardState ss(MachEps());
   RecordingDiagnostics diag;
