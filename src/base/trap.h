@@ -23,9 +23,15 @@ inline std::string subroutineSuffix(std::string_view routine) {
   return std::string(" error in subroutine ") + std::string(routine) + ".";
 }
 
-template <class Body>
-bool runTrapped(Diagnostics& diag, const std::string& suffix, Body&& body,
-                TrapPause pause = TrapPause::FollowPauseOnError) {
+// A routine named for its trap, whose suffix is formed only when a fault is reported: the
+// routines that run thousands of times per solve would otherwise build the text at every call.
+struct Subroutine {
+  std::string_view name;
+};
+
+namespace trap_detail {
+template <class Body, class Suffix>
+bool run(Diagnostics& diag, const Suffix& suffix, Body&& body, TrapPause pause) {
   if (!diag.TrapErrors) {
     std::forward<Body>(body)();
     return true;
@@ -36,10 +42,25 @@ bool runTrapped(Diagnostics& diag, const std::string& suffix, Body&& body,
   } catch (const Fault& fault) {
     diag.ErrorFlag = true;
     if (pause == TrapPause::OnlyWhenPausing && !diag.PauseOnError) return false;
-    diag.ErrorReport(std::to_string(fault.number()) + suffix,
+    diag.ErrorReport(std::to_string(fault.number()) + suffix(),
                      pause != TrapPause::Never && diag.PauseOnError);
     return false;
   }
+}
+}  // namespace trap_detail
+
+template <class Body>
+bool runTrapped(Diagnostics& diag, const std::string& suffix, Body&& body,
+                TrapPause pause = TrapPause::FollowPauseOnError) {
+  return trap_detail::run(
+      diag, [&] { return suffix; }, std::forward<Body>(body), pause);
+}
+
+template <class Body>
+bool runTrapped(Diagnostics& diag, Subroutine routine, Body&& body,
+                TrapPause pause = TrapPause::FollowPauseOnError) {
+  return trap_detail::run(
+      diag, [&] { return subroutineSuffix(routine.name); }, std::forward<Body>(body), pause);
 }
 
 }  // namespace cx

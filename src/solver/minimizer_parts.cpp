@@ -44,6 +44,7 @@ MinimizerContext::MinimizerContext(EquilibriumModel& m, Port& p)
       port(&p),
       machEps(MachEps()),
       liquidMW(1, kLiquidComponents),
+      liquidStates(std::make_unique<StandardState>(machEps)),
       Nhat(1, kMaxStateVector),
       Xold(1, kMaxStateVector),
       Gv(1, kMaxStateVector),
@@ -251,7 +252,7 @@ void Make_Gv(MinimizerContext& ctx, MinimizerState& st, double T, double P, Arra
     if (!st.ConstantH) st.Hsystem = ctx.Htot;
   };
   (void)Ncomp;  // the walk over the listed phases sets the length
-  runTrapped(m.diag, subroutineSuffix("Make_Gv"), body);
+  runTrapped(m.diag, Subroutine{"Make_Gv"}, body);
 }
 
 namespace {
@@ -299,13 +300,30 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
       for (int j = 1; j <= Ncomp; ++j) Hess(i, j) = 0.0;
     // 1. The liquid block.  Each perturbation of component j gives the potentials of all
     // components at once, so one perturbation per component yields the numbers that one per
-    // pair would: the restoring evaluation at X is the same every time.  The one-sided lower
-    // value of the very first pair is the potential standing at entry.
+    // pair would.  The liquid at X itself is evaluated once: the model is a function of X alone,
+    // so the evaluation that restores X after each perturbation gave the same numbers every
+    // time; they are kept and put back at the end.  The one-sided lower value of the very first
+    // pair is the potential standing at entry.
     for (int i = 1; i <= kLiquidComponents; ++i) ctx.muEntry(i) = m.MuLiq(i);
     int firstI = 0;
     for (int i = 1; i <= kLiquidComponents && firstI == 0; ++i)
       if (X(i) > 0.0) firstI = i;
     bool firstPair = true;
+    // The liquid's outputs at X: potentials, fractions, partial entropies and enthalpies and
+    // the potentials the liquid context keeps.
+    std::array<double, kLiquidComponents + 1> xAtX{}, sAtX{}, hAtX{}, keptAtX{};
+    auto evaluateAtX = [&] {
+      liquidAt(ctx, X, T, P);
+      for (int i = 1; i <= kLiquidComponents; ++i) {
+        const auto u = static_cast<std::size_t>(i);
+        ctx.muAtX(i) = m.MuLiq(i);
+        xAtX[u] = m.Xliq(i);
+        sAtX[u] = m.Sliq(i);
+        hAtX[u] = m.Hliq(i);
+        keptAtX[u] = m.liquid.LiqMu(i);
+      }
+    };
+    bool evaluated = false;
     for (int j = 1; j <= kLiquidComponents; ++j) {
       if (!(X(j) > 0.0)) continue;
       const double x = X(j);
@@ -320,14 +338,27 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
       liquidAt(ctx, X, T, P);
       for (int i = 1; i <= kLiquidComponents; ++i) ctx.trial(i) = m.MuLiq(i);
       X(j) = x;
-      liquidAt(ctx, X, T, P);
+      if (!evaluated) {
+        evaluateAtX();
+        evaluated = true;
+      }
       for (int i = 1; i <= kLiquidComponents; ++i) {
         if (!(X(i) > 0.0)) continue;
         double lower = ctx.muLower(i);
-        if (!central) lower = (firstPair && i == firstI) ? ctx.muEntry(i) : m.MuLiq(i);
+        if (!central) lower = (firstPair && i == firstI) ? ctx.muEntry(i) : ctx.muAtX(i);
         Hess(i, j) = liquidDerivative(ctx.trial(i), lower, central, h);
       }
       firstPair = false;
+    }
+    if (evaluated) {
+      for (int i = 1; i <= kLiquidComponents; ++i) {
+        const auto u = static_cast<std::size_t>(i);
+        m.MuLiq(i) = ctx.muAtX(i);
+        m.Xliq(i) = xAtX[u];
+        m.Sliq(i) = sAtX[u];
+        m.Hliq(i) = hAtX[u];
+        m.liquid.LiqMu(i) = keptAtX[u];
+      }
     }
     // 2. The blocks of the solutions, at their saturation compositions, per mole of phase.
     int c = kLiquidComponents;
@@ -347,7 +378,7 @@ void CalcHessian(MinimizerContext& ctx, const MinimizerState& st, Array2<double>
     }
     if (c != Ncomp) reportFrom(ctx, "0 error in subroutine Hessian.");
   };
-  runTrapped(m.diag, subroutineSuffix("Hessian"), body);
+  runTrapped(m.diag, Subroutine{"Hessian"}, body);
 }
 
 bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Ncomp,
@@ -377,7 +408,7 @@ bool MakeMatrixC(MinimizerContext& ctx, const MinimizerState& st, int Mc, int Nc
       for (int col = 1; col <= Ncomp; ++col) Ctrans(col, r) = Cmat(r, col);
     ok = true;
   };
-  runTrapped(m.diag, subroutineSuffix("MakeMatrixC"), body);
+  runTrapped(m.diag, Subroutine{"MakeMatrixC"}, body);
   return ok;
 }
 

@@ -1055,9 +1055,21 @@ struct Run {
     // 11. The new point.
     formNhat(Steplength, Clamp::Rule3, false);
     makeGv(Nhat, false);
-    // 12. The multipliers: the potentials of the components.
-    for (int i = 1; i <= Ncomp; ++i) ctx.mult(i) = ctx.Gv(i);
-    Solve(Ncomp, kN, ctx.Ctrans, ctx.mult, diag);
+    // 12. The multipliers: the potentials of the components.  They decide only which liquid
+    // components at their floor are held there (13), so the least-squares solve runs when one
+    // is; and when a potential is not finite, where the solve stops the call with its fault.
+    // (The identity block of the liquid components gives the system full rank: with finite
+    // potentials the solve cannot fail, and what it leaves in Ctrans is rebuilt before any use.)
+    bool multipliersNeeded = false;
+    if (Count > 1)
+      for (int i = 1; i <= kN; ++i)
+        if (st.BulkMoles(i) > kLiquidFloor && Nhat(i) <= kLiquidFloor) multipliersNeeded = true;
+    for (int i = 1; i <= Ncomp && !multipliersNeeded; ++i)
+      if (!std::isfinite(ctx.Gv(i))) multipliersNeeded = true;
+    if (multipliersNeeded) {
+      for (int i = 1; i <= Ncomp; ++i) ctx.mult(i) = ctx.Gv(i);
+      Solve(Ncomp, kN, ctx.Ctrans, ctx.mult, diag);
+    }
     note("the multipliers (Solve)");
     // 13. Components at their floor that the system wants to lower further are held there in
     // the next step.
@@ -1250,9 +1262,13 @@ struct Run {
       st.CpSystem = 0.0;
     }
     // The liquid's heat capacity from its enthalpy 0.1 K either side.
+    // The liquid's standard states at those temperatures go to a state of their own, so that
+    // the model's stay at T.
     auto liquidEnthalpy = [&](double temp) {
-      m.setConditions(temp, P);
-      u_Liquid(m.liquidTables, *m.ss, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq, m.Hliq, temp, P);
+      GibbsLiquid(m.tables, *ctx.liquidStates, diag, temp, P);
+      note("the standard states (Gibbs)");
+      u_Liquid(m.liquidTables, *ctx.liquidStates, m.liquid, diag, 0, m.Xliq, m.MuLiq, m.Sliq,
+               m.Hliq, temp, P);
       double sum = 0.0;
       for (int i = 1; i <= kN; ++i) sum += m.Hliq(i) * st.Xstable(i);
       return sum;

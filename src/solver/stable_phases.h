@@ -13,6 +13,7 @@
 // phase whether or not each endmember is present.  At most 60 entries.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -141,6 +142,10 @@ struct MinimizerContext {
   double machEps;
   int node = 0;             // shown in the progress report
   Array1<double> liquidMW;  // 1..15, g/mol of each liquid component
+
+  // The liquid components' standard states at a temperature of their own (the liquid's heat
+  // capacity at exit), kept apart so that the model's standard states stay at the solve's T.
+  std::unique_ptr<StandardState> liquidStates;
 
   // Locals of CalcStablePhases that outlive a step.
   Array1<double> Nhat, Xold, Gv, Dvec, mult;

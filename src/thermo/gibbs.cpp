@@ -264,18 +264,23 @@ void exchangeRow(StandardState& ss, int row, std::initializer_list<std::pair<int
   copyRow(ss, row, g, h, s, cp, v);
 }
 
-void gibbsBody(const ThermoTables& t, StandardState& ss, double T, double Pliq, double Psolid,
-               double lowTSlope) {
-  ss.T = T;
-  ss.Pliq = Pliq;
-  ss.Psolid = Psolid;
-  // 1-4: the liquid components.
+// 1-4: the liquid components.
+void liquidComponents(const ThermoTables& t, StandardState& ss, double T, double Pliq,
+                      double lowTSlope) {
   liquidSilica(t, ss, T, Pliq, lowTSlope);
   for (int i = 2; i <= kNumLiquidComponents; ++i)
     if (i != 13 && i != 14) liquidByFusion(t, ss, i, T, Pliq);
   liquidWater(t, ss, T, Pliq);
   DuanSpecies(t, ss.duan, T, Pliq, "CO2", ss.V0Liq(14), ss.H0Liq(14), ss.S0Liq(14), ss.Cp0Liq(14),
               ss.G0Liq(14), true);
+}
+
+void gibbsBody(const ThermoTables& t, StandardState& ss, double T, double Pliq, double Psolid,
+               double lowTSlope) {
+  ss.T = T;
+  ss.Pliq = Pliq;
+  ss.Psolid = Psolid;
+  liquidComponents(t, ss, T, Pliq, lowTSlope);
   // 5: the liquid components as rows 77 to 91.
   for (int i = 1; i <= kNumLiquidComponents; ++i)
     copyRow(ss, kLiquidCopyRow0 + i, ss.G0Liq(i), ss.H0Liq(i), ss.S0Liq(i), ss.Cp0Liq(i),
@@ -467,11 +472,32 @@ void GibbsPyrrhotiteModule(double T, double P, double& V, double& Cp, double& H,
   G = H - T * S;
 }
 
+bool GibbsLiquid(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T,
+                 double Pliq, double LiqSiO2LowTSlope) {
+  // The endmember rows are left as they were: the object no longer holds one whole state.
+  ss.filled = {};
+  ss.duan.trapErrors = diag.TrapErrors;
+  return runTrapped(diag, Subroutine{"Gibbs"}, [&] {
+    ss.T = T;
+    ss.Pliq = Pliq;
+    liquidComponents(tables, ss, T, Pliq, LiqSiO2LowTSlope);
+  });
+}
+
 bool Gibbs(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T, double Pliq,
            double Psolid, double LiqSiO2LowTSlope) {
+  // The arrays are a function of these arguments alone: when they were filled for them, the
+  // call has nothing to do.
+  const StandardState::Filled key{&tables, T, Pliq, Psolid, LiqSiO2LowTSlope};
+  if (ss.filled.tables == key.tables && ss.filled.T == T && ss.filled.Pliq == Pliq &&
+      ss.filled.Psolid == Psolid && ss.filled.lowTSlope == LiqSiO2LowTSlope)
+    return true;
+  ss.filled = {};
   ss.duan.trapErrors = diag.TrapErrors;
-  return runTrapped(diag, subroutineSuffix("Gibbs"),
-                    [&] { gibbsBody(tables, ss, T, Pliq, Psolid, LiqSiO2LowTSlope); });
+  const bool ok = runTrapped(diag, Subroutine{"Gibbs"},
+                             [&] { gibbsBody(tables, ss, T, Pliq, Psolid, LiqSiO2LowTSlope); });
+  if (ok) ss.filled = key;
+  return ok;
 }
 
 }  // namespace cx

@@ -19,6 +19,12 @@ inline constexpr double kTr = 298.15;  // K, the reference temperature
 bool Gibbs(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T, double Pliq,
            double Psolid, double LiqSiO2LowTSlope = 0.0);
 
+// The liquid components' standard states alone (G0Liq, H0Liq, S0Liq, Cp0Liq, V0Liq), the same
+// numbers Gibbs gives them, for a liquid evaluated at a temperature of its own (a difference
+// quotient) without disturbing the whole state of a solve.  The endmember rows are left alone.
+bool GibbsLiquid(const ThermoTables& tables, StandardState& ss, Diagnostics& diag, double T,
+                 double Pliq, double LiqSiO2LowTSlope = 0.0);
+
 // The silica polymorphs (rows 26, 27, 28), whose transitions move with pressure.
 void SilicaModule(const ThermoTables& tables, StandardState& ss, double T, double P);
 

@@ -27,7 +27,7 @@ constexpr double kTwoR = 16.6286;
 // which reports the failure they lead to, so a fault is reported only with "Show All Errors".
 template <class Body>
 bool liquidTrap(Diagnostics& diag, const char* routine, Body&& body) {
-  return runTrapped(diag, subroutineSuffix(routine), std::forward<Body>(body),
+  return runTrapped(diag, Subroutine{routine}, std::forward<Body>(body),
                     TrapPause::OnlyWhenPausing);
 }
 

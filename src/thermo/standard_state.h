@@ -27,6 +27,14 @@ struct StandardState {
   double G0S2 = 0.0, H0S2 = 0.0, S0S2 = 0.0;
   // The state of the temperature and pressures of the last call.
   double T = 0.0, Pliq = 0.0, Psolid = 0.0;
+  // What the arrays were last filled for, completely: a call of Gibbs with the same tables,
+  // temperature, pressures and silica slope finds them ready and returns at once (a solve asks
+  // for the same state at every stage, and the fluid equation of state made that the largest
+  // cost of a column iteration).  Cleared by a call that fails.
+  struct Filled {
+    const void* tables = nullptr;
+    double T = 0.0, Pliq = 0.0, Psolid = 0.0, lowTSlope = 0.0;
+  } filled;
   // The fluid equation of state's working state (its log fugacity coefficients are read by the
   // gas model).
   DuanState duan;

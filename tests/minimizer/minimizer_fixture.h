@@ -71,10 +71,13 @@ struct MinimizerSetup {
     return m;
   }
   std::string assemblage() const {
-    std::string s;
-    for (int k = 1; k <= st.PhaseCount; ++k)
-      s += (s.empty() ? "" : " ") + trimmedText(model.sat->abbrev(st.Phaselist(k)));
-    return s.empty() ? "liq" : "liq " + s;
+    // Appended piece by piece: GCC 12 warns falsely (-Wrestrict) on "text" + std::string&&.
+    std::string s = "liq";
+    for (int k = 1; k <= st.PhaseCount; ++k) {
+      s += ' ';
+      s += trimmedText(model.sat->abbrev(st.Phaselist(k)));
+    }
+    return s;
   }
 
   RecordingDiagnostics diag;

@@ -197,6 +197,88 @@ TEST(Gibbs, PyrrhotiteAt598KeepsWhatItWasGiven) {
   EXPECT_NEAR(G, H - 1000.0 * S, 1e-9);
 }
 
+// A StandardState handed back and forth between conditions (as a solver does between the stages
+// of a solve and between nodes) holds exactly what a fresh one computes for the conditions of
+// the last call: no array is left from an earlier temperature or pressure, whichever of the
+// three arguments changed.
+TEST(Gibbs, RevisitedConditionsEqualAFreshComputation) {
+  const ThermoTables& t = tables();
+  RecordingDiagnostics diag;
+  auto same = [](const StandardState& a, const StandardState& b) {
+    for (int i = 1; i <= 15; ++i) {
+      if (a.G0Liq(i) != b.G0Liq(i) || a.S0Liq(i) != b.S0Liq(i) || a.V0Liq(i) != b.V0Liq(i))
+        return false;
+    }
+    for (int r = 1; r <= b.G0End.hi(); ++r) {
+      if (a.G0End(r) != b.G0End(r) || a.H0End(r) != b.H0End(r) || a.Cp0End(r) != b.Cp0End(r))
+        return false;
+    }
+    return a.G0O2 == b.G0O2 && a.T == b.T && a.Pliq == b.Pliq && a.Psolid == b.Psolid;
+  };
+  struct Conditions {
+    double T, Pliq, Psolid;
+  };
+  const Conditions visits[] = {{1400.0, 2000.0, 2000.0}, {1400.0, 2000.0, 2000.0},
+                               {1400.0, 1000.0, 2000.0}, {1400.0, 1000.0, 1000.0},
+                               {1250.0, 1000.0, 1000.0}, {1400.0, 2000.0, 2000.0},
+                               {1400.0, 2000.0, 2000.0}};
+  StandardState reused(MachEps());
+  for (const Conditions& c : visits) {
+    StandardState fresh(MachEps());
+    ASSERT_TRUE(Gibbs(t, reused, diag, c.T, c.Pliq, c.Psolid));
+    ASSERT_TRUE(Gibbs(t, fresh, diag, c.T, c.Pliq, c.Psolid));
+    EXPECT_TRUE(same(reused, fresh)) << c.T << " K, " << c.Pliq << " / " << c.Psolid << " bar";
+  }
+  // The silica slope below 1173.15 K is part of the conditions too.
+  StandardState fresh(MachEps());
+  ASSERT_TRUE(Gibbs(t, reused, diag, 1100.0, 1000.0, 1000.0));
+  ASSERT_TRUE(Gibbs(t, reused, diag, 1100.0, 1000.0, 1000.0, 5.0));
+  ASSERT_TRUE(Gibbs(t, fresh, diag, 1100.0, 1000.0, 1000.0, 5.0));
+  EXPECT_EQ(reused.G0Liq(1), fresh.G0Liq(1));
+  EXPECT_TRUE(diag.reports.empty());
+  // A call that faults fails again, and reports again, when repeated; and the conditions before
+  // it are computed afresh afterwards (the fault left the arrays half written).
+  EXPECT_FALSE(Gibbs(t, reused, diag, 298.15, 1.0, 1.0));
+  EXPECT_FALSE(Gibbs(t, reused, diag, 298.15, 1.0, 1.0));
+  EXPECT_EQ(diag.reports.size(), 2u);
+  ASSERT_TRUE(Gibbs(t, reused, diag, 1100.0, 1000.0, 1000.0, 5.0));
+  EXPECT_TRUE(same(reused, fresh));
+}
+
+// The liquid components' standard states alone are the numbers the whole computation gives
+// them, at any temperature and pressure (silica's low-temperature slope included), and the
+// endmember rows are left as they were; the object then no longer counts as filled for the
+// conditions before.
+TEST(Gibbs, TheLiquidAloneMatchesTheWholeState) {
+  const ThermoTables& t = tables();
+  RecordingDiagnostics diag;
+  StandardState whole(MachEps()), liquid(MachEps());
+  ASSERT_TRUE(Gibbs(t, liquid, diag, 1300.0, 1000.0, 1000.0));
+  const double endmember = liquid.G0End(5);
+  struct Conditions {
+    double T, P, slope;
+  };
+  for (const Conditions c : {Conditions{1300.1, 1000.0, 0.0}, Conditions{1100.0, 1.0, 5.0},
+                             Conditions{1573.15, 7000.0, 0.0}}) {
+    ASSERT_TRUE(Gibbs(t, whole, diag, c.T, c.P, c.P, c.slope));
+    ASSERT_TRUE(GibbsLiquid(t, liquid, diag, c.T, c.P, c.slope));
+    for (int i = 1; i <= 15; ++i) {
+      EXPECT_EQ(liquid.G0Liq(i), whole.G0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.H0Liq(i), whole.H0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.S0Liq(i), whole.S0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.Cp0Liq(i), whole.Cp0Liq(i)) << i << " at " << c.T;
+      EXPECT_EQ(liquid.V0Liq(i), whole.V0Liq(i)) << i << " at " << c.T;
+    }
+    EXPECT_EQ(liquid.G0End(5), endmember);
+  }
+  // Back at 1300 K the endmember rows are computed again, not taken as still filled.
+  ASSERT_TRUE(Gibbs(t, liquid, diag, 1300.0, 1000.0, 1000.0));
+  ASSERT_TRUE(Gibbs(t, whole, diag, 1300.0, 1000.0, 1000.0));
+  EXPECT_EQ(liquid.G0Liq(1), whole.G0Liq(1));
+  EXPECT_EQ(liquid.G0End(5), whole.G0End(5));
+  EXPECT_TRUE(diag.reports.empty());
+}
+
 TEST(Gibbs, ARunTimeFaultIsReportedAndTrapped) {
   StandardState ss(MachEps());
   RecordingDiagnostics diag;
