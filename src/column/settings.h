@@ -109,6 +109,10 @@ class Settings {
   const std::string& miscText(int k) const;
   void setMiscText(int k, std::string text);
   double misc(int k) const;
+  // What the field shows of the value it holds, in the field's own format (the one an accepted
+  // value takes), with every digit kept: a setup file writes some fields "scientific"
+  // ("-1.00E+00"), which the form shows as "-1.00000".  A text that is no number shows as it is.
+  std::string miscShownText(int k) const;
 
   // CompactForm txtbxInput(k), 0..6.
   const std::string& compactText(int k) const;
