@@ -472,12 +472,27 @@ void TestDesktop::setupFormsRefuseAndRestore() {
   };
   const Case cases[] = {
       {"MiscForm", "tbInput(9)", "2", false, "1.0"},
+      {"MiscForm", "tbInput(1)", "-1", false, "0.01"},
+      {"MiscForm", "tbInput(2)", "2600", false, "2500"},
+      {"MiscForm", "tbInput(3)", "hot", false, "2500"},
+      {"MiscForm", "tbInput(4)", "-1", false, "0"},
+      {"MiscForm", "tbInput(5)", "-0.5", false, "0"},
+      {"MiscForm", "tbInput(6)", "fast", false, "RATE_TOP"},
+      {"MiscForm", "tbInput(10)", "0.95", false, "0.1"},
+      {"MiscForm", "tbInput(11)", "0", false, "1.0"},
+      {"MiscForm", "tbInput(12)", "-11", false, "1.0"},
+      {"MiscForm", "tbInput(13)", "1", false, "0.9"},
+      {"MiscForm", "tbInput(14)", "4", false, "0"},
+      {"MiscForm", "tbInput(7)", "-9999", true, "-9999.00000"},  // numeric only
+      {"MiscForm", "tbInput(17)", "250", true, "250"},           // numeric only
       {"MiscForm", "tbInput(0)", "abc", false, "0.6"},
       {"MiscForm", "tbInput(15)", "2600", false, "300"},
       {"MiscForm", "tbInput(8)", "-5", true, "-5.00"},         // numeric only
       {"MiscForm", "tbInput(16)", "-3000", true, "-3000.00"},  // numeric only
       {"MiscForm", "tbInput(17)", "", false, "1"},
       {"CompactForm", "txtbxInput(2)", "-1", false, "0.3"},
+      {"CompactForm", "txtbxInput(0)", "most", false, "0.95"},
+      {"CompactForm", "txtbxInput(6)", "-0.1", false, "0.3"},
       {"CompactForm", "txtbxInput(3)", "2e15", true, "2.00E+15"},
       {"BulkForm", "tbinput(3)", "599", false, "T_TOP"},
       {"BulkForm", "tbinput(5)", "1", false, "NODES"},
@@ -485,7 +500,15 @@ void TestDesktop::setupFormsRefuseAndRestore() {
       {"BulkForm", "tbinput(6)", "NODES+1", false, "1"},
       {"BulkForm", "tbinput(2)", "0", false, "P_TOP"},
       {"BulkForm", "txtbxOxBulk(1)", "-3", false, "SIO2"},
+      {"BulkForm", "tbinput(4)", "2001", false, "T_BOT"},
+      {"BulkForm", "tbinput(3)", "2000", true, "2000.00"},
+      {"BulkForm", "tbinput(1)", "0", false, "LENGTH"},
+      {"BulkForm", "tbinput(0)", "-300", false, "T_NODE"},
+      {"BulkForm", "txtbxTraceBulk(3)", "-1", false, "SC_BULK"},
       {"InfiltrantForm", "txtbxOxideInfiltrant(2)", "x", false, "TIO2_INF"},
+      {"InfiltrantForm", "txtbxFluxRate", "-1e-6", false, "FLUX"},
+      {"InfiltrantForm", "txtbxTraceLiquid(5)", "-2", false, "V_INF"},
+      {"InflationForm", "tbOxide(1)", "-5", false, "SIO2_INFL"},
       {"InflationForm", "tbInput(0)", "-1", false, "0.00"},
       {"SetupDiffusionForm", "txtbxOxide(31)", "fast", false, "TRACE_D"},
       {"PartitionCoefsForm", "tbInput(0)", "none", false, "DCOEF"},
@@ -497,6 +520,15 @@ void TestDesktop::setupFormsRefuseAndRestore() {
     d.refresh();
     QString expected = k.shown;
     expected.replace("T_TOP", shown(d, "tbinput(3)"))
+        .replace("T_BOT", shown(d, "tbinput(4)"))
+        .replace("LENGTH", shown(d, "tbinput(1)"))
+        .replace("T_NODE", shown(d, "tbinput(0)"))
+        .replace("SC_BULK", shown(d, "txtbxTraceBulk(3)"))
+        .replace("FLUX", shown(d, "txtbxFluxRate"))
+        .replace("V_INF", shown(d, "txtbxTraceLiquid(5)"))
+        .replace("SIO2_INFL", shown(d, "tbOxide(1)"))
+        .replace("RATE_TOP",
+                 QString::fromStdString(formatNumber(c.TopCoolRate * 86400.0, "#0.00000")))
         .replace("NODES", QString::number(nodes))
         .replace("P_TOP", shown(d, "tbinput(2)"))
         .replace("SIO2", shown(d, "txtbxOxBulk(1)"))
@@ -753,6 +785,14 @@ void TestDesktop::editedSetupReadsBackIdentical() {
   QCOMPARE(backSettings.inflationTargetText, std::string("50.00"));
   // And the file written from what was read is the same file.
   QCOMPARE(setupText(back, backSettings), setupText(c, w.settings()));
+  // The command line takes the saved setup for a run of its own and writes it back unchanged.
+  QTemporaryDir cliDir;
+  QProcess cli;
+  cli.start(CUMULEX_CLI, {"run", file, "--dir", cliDir.path(), "--initial-only"});
+  QVERIFY(cli.waitForFinished(120000));
+  QVERIFY2(cli.exitCode() == 0, cli.readAllStandardError().constData());
+  QCOMPARE(fileText(fs::path(cliDir.path().toStdString()) / "CXsetup.cxd"),
+           fileText(file.toStdString()));
 }
 
 void TestDesktop::setupMenuAndNodeViewer() {
