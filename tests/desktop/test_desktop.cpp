@@ -992,7 +992,7 @@ void TestDesktop::formSearchHalts() {
   QCOMPARE(c.InitT(1), before);
   QCOMPARE(w.statusText(), QString(" Calculation Aborted"));
   QVERIFY(!bulk.searching() && !halt->isEnabled() && ok->isEnabled());
-  QVERIFY(bulk.searchText().startsWith("T "));
+  QVERIFY(bulk.searchText().startsWith("Step 1:  T = "));
 
   bulk.setSearchObserver([&](const ProgressInfo&) { ++reports; });
   reports = 0;

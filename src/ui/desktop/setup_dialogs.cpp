@@ -291,15 +291,16 @@ void SetupDialog::showSearchProgress(const ProgressInfo& info, int report) {
   const double term = std::log(std::max(std::fabs(a), 1.0)) + 3.0;
   if (report == 1) searchScale_ = std::floor(term);
   const double span = std::max(searchScale_ - 3.0, 1.0);
-  searchProgress_->setValue(
-      std::clamp(static_cast<int>(100.0 * (searchScale_ - term) / span), 0, 100));
-  searchLine_->setText(QString("T %1 C   %2 %3 J   (step %4)")
+  // The bar keeps the furthest point reached: a step that overshoots does not move it back.
+  const int value = std::clamp(static_cast<int>(100.0 * (searchScale_ - term) / span), 0, 100);
+  searchProgress_->setValue(report == 1 ? value : std::max(value, searchProgress_->value()));
+  searchLine_->setText(QString("Step %1:  T = %2 C,  first phase %3,  affinity %4 J")
+                           .arg(info.attempt)
                            .arg(q(formatNumber(info.temperatureK - kKelvinOffset, "0.00")))
                            .arg(phase >= 1 && phase <= kPhases
                                     ? q(PhaseNames[static_cast<std::size_t>(phase)])
-                                    : QString("affinity"))
-                           .arg(q(formatNumber(a, "0.0")))
-                           .arg(info.attempt));
+                                    : QString("-"))
+                           .arg(q(formatNumber(a, "0.0"))));
 }
 
 void SetupDialog::checkField(QLineEdit* f, const Check& check, const Apply& apply) {
