@@ -242,7 +242,8 @@ FieldCheck Settings::checkInflationField(int k, std::string_view text, std::stri
     return FieldCheck{false, std::string(restore),
                       std::string(kIllegalValue) + std::string(inflation::kHeightMessage)};
   if (!v || *v < 0.0 || !std::isfinite(*v)) return refuse(std::string(restore));
-  return FieldCheck{true, formatExact(*v, "Fixed"), {}};
+  // An iteration is a count: a whole one shows without decimals.
+  return FieldCheck{true, formatExact(*v, k == inflation::kStart ? "0" : "Fixed"), {}};
 }
 
 FieldCheck Settings::editMiscField(int k, std::string_view text, double currentRate) {

@@ -509,6 +509,8 @@ void TestDesktop::setupFormsRefuseAndRestore() {
       {"InfiltrantForm", "txtbxFluxRate", "-1e-6", false, "FLUX"},
       {"InfiltrantForm", "txtbxTraceLiquid(5)", "-2", false, "V_INF"},
       {"InflationForm", "tbOxide(1)", "-5", false, "SIO2_INFL"},
+      {"InflationForm", "tbInput(2)", "12", true, "12"},  // an iteration, without decimals
+      {"InflationForm", "tbInput(1)", "0.5", true, "0.50"},
       {"InflationForm", "tbInput(0)", "-1", false, "0.00"},
       {"SetupDiffusionForm", "txtbxOxide(31)", "fast", false, "TRACE_D"},
       {"PartitionCoefsForm", "tbInput(0)", "none", false, "DCOEF"},

@@ -227,6 +227,8 @@ QWidget* SetupDialog::makeSearchBar() {
   searchProgress_->setValue(0);
   searchProgress_->setTextVisible(false);
   searchProgress_->setMaximumWidth(160);
+  // Shown only while a search goes: an empty bar would pass for a field.
+  searchProgress_->hide();
   searchProgress_->setToolTip("How far the leading phase's affinity has come toward zero");
   halt_ = button(searchBar_, "cmdHalt", "&Halt");
   halt_->setEnabled(false);
@@ -266,7 +268,10 @@ bool SetupDialog::runSearch(SetupServices& services, const FormSearcher::Job& jo
       waiting.push_back(w);
     }
   if (halt_ != nullptr) halt_->setEnabled(true);
-  if (searchProgress_ != nullptr) searchProgress_->setValue(0);
+  if (searchProgress_ != nullptr) {
+    searchProgress_->setValue(0);
+    searchProgress_->show();
+  }
   if (searchLine_ != nullptr) searchLine_->setText("Searching...");
   reports_ = 0;
   searcher_->run(job, [this](const ProgressInfo& info) {
@@ -276,6 +281,7 @@ bool SetupDialog::runSearch(SetupServices& services, const FormSearcher::Job& jo
         this, [this, info, n] { showSearchProgress(info, n); }, Qt::QueuedConnection);
   });
   if (halt_ != nullptr) halt_->setEnabled(false);
+  if (searchProgress_ != nullptr) searchProgress_->hide();
   for (QWidget* w : waiting) w->setEnabled(true);
   searching_ = false;
   searcher_ = nullptr;
@@ -914,8 +920,12 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
   chainFocus(comp_);
   properties_ = new QLabel(this);
   properties_->setObjectName("lblProperties");
+  mode_ = new QLabel(this);
+  mode_->setObjectName("lblMode");
+  mode_->setWordWrap(true);
 
   auto* form = new QFormLayout;
+  form->addRow(mode_);
   form->addRow(useListed_);
   form->addRow(useFirstLiq_);
   form->addRow("Flux rate (cm/s)", flux_);
@@ -954,6 +964,12 @@ void InfiltrantDialog::refresh() {
   useListed_->setChecked(listed);
   useFirstLiq_->setChecked(!listed);
   showProperties();
+  // The infiltrant enters the column only in an infiltration run: say so when this one compacts.
+  mode_->setText(settings_.optionInfiltrate
+                     ? QString()
+                     : QString("This setup compacts: the infiltrant enters the column only in "
+                               "a run that infiltrates."));
+  mode_->setVisible(!settings_.optionInfiltrate);
 }
 
 void InfiltrantDialog::showProperties() {
@@ -1118,9 +1134,9 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
 void InflationDialog::refresh() {
   const Column& c = column_;
   for (int k = 0; k < inflation::kFinalHeight; ++k)
-    showText(
-        fields_[static_cast<std::size_t>(k)],
-        formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]), "Fixed"));
+    showText(fields_[static_cast<std::size_t>(k)],
+             formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]),
+                         k == inflation::kStart ? "0" : "Fixed"));
   showText(fields_[inflation::kFinalHeight], settings_.inflationTargetText);
   showComposition(
       comp_, [&](int j) { return c.InflationOx(j); }, [&](int t) { return c.InflationTrace(t); });

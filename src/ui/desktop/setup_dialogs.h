@@ -242,6 +242,7 @@ class InfiltrantDialog : public SetupDialog {
   QRadioButton* useListed_ = nullptr;
   QRadioButton* useFirstLiq_ = nullptr;
   QLabel* properties_ = nullptr;
+  QLabel* mode_ = nullptr;
 };
 
 // InflationForm: the magma that inflates the column, and how far.
