@@ -231,7 +231,7 @@ FieldCheck Settings::checkCompositionField(std::string_view text, std::string_vi
 FieldCheck Settings::checkPartitionField(std::string_view text, std::string_view restore) {
   const std::optional<double> v = toNumber(text);
   if (!v || *v < 0.0 || *v > 100000.0) return refuse(std::string(restore));
-  return FieldCheck{true, formatExact(*v, "fixed"), {}};
+  return FieldCheck{true, formatExact(*v, kPartitionFormat), {}};
 }
 
 FieldCheck Settings::checkInflationField(int k, std::string_view text, std::string_view restore,

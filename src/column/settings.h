@@ -101,6 +101,10 @@ struct FieldCheck {
   std::string message;  // empty when accepted, else the text of the message box
 };
 
+// How a partition coefficient is shown: plain decimals, every digit of a preset's 0.00036 or
+// 0.0002 kept (a coefficient that needs more shows its shortest exact text).
+inline constexpr std::string_view kPartitionFormat = "0.00##########";
+
 class Settings {
  public:
   Settings();

@@ -662,6 +662,13 @@ void TestDesktop::setupFormsSideEffects() {
   partitionForm.cmdDefault();
   QCOMPARE(c.DCoef(2, 11), 3.2487);
   QCOMPARE(shown(partitionForm, "tbInput(10)"), QString("3.2487"));
+  // Olivine's preset, from 0.00007 (Dy) to 10 (Ni), in plain decimals that read back exactly.
+  partitionForm.showPhase(1);
+  for (int t = 1; t <= kTraces; ++t) {
+    const QString text = shown(partitionForm, QString("tbInput(%1)").arg(t - 1));
+    QVERIFY2(!text.contains('E'), qPrintable(text));
+    QCOMPARE(val(text.toStdString()), c.DCoef(1, t));
+  }
 
   // Bulk: a uniform gradient between the two end temperatures; the node commands.
   auto& bulkForm = static_cast<BulkDialog&>(w.setupDialog("BulkForm"));

@@ -1262,9 +1262,14 @@ DiffusionDialog::DiffusionDialog(Column& column, Settings& settings, Port& port,
   note->setWordWrap(true);
   note->setMinimumWidth(460);
 
+  skipped_ = new QLabel(this);
+  skipped_->setObjectName("lblSkipped");
+  skipped_->setWordWrap(true);
+  skipped_->setStyleSheet("color: rgb(0,0,160)");
   auto* right = new QVBoxLayout;
   right->addWidget(note);
   right->addWidget(soret_);
+  right->addWidget(skipped_);
   right->addStretch(1);
   auto* row = new QHBoxLayout;
   row->addLayout(grid);
@@ -1290,6 +1295,11 @@ void DiffusionDialog::refresh() {
   showText(fields_[kTraceIndex], settings_.traceDiffusionText);
   showText(fields_[kGasIndex], settings_.gasDiffusionText);
   soret_->setChecked(savedUseSoret_ == 1);
+  // The coefficients matter only to a run that diffuses: say so when this setup skips it.
+  skipped_->setText(settings_.run.chkSkipMassDiffusion == 1
+                        ? QString("This setup skips liquid mass diffusion: the coefficients are "
+                                  "kept, and used once a setup diffuses.")
+                        : QString());
   massBalanceOx_ = diffusion::MassBalanceOx(c.MassDiffCoef);
   for (int j = 1; j <= kOxides; ++j)
     rowNames_[j]->setStyleSheet(j == massBalanceOx_ ? "color: rgb(255,0,0)" : "");
@@ -1391,7 +1401,7 @@ void PartitionDialog::showPhase(int phase) {
   phase_ = phase;
   if (phases_->currentIndex() != phase - 1) phases_->setCurrentIndex(phase - 1);
   for (int t = 1; t <= kTraces; ++t)
-    showText(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
+    showText(fields_[t], formatExact(column_.DCoef(phase, t), kPartitionFormat));
 }
 
 void PartitionDialog::cmdDefault() {

@@ -287,6 +287,7 @@ class DiffusionDialog : public SetupDialog {
   std::array<QLineEdit*, 2 * kOxides + 3> fields_{};
   std::array<QLabel*, kOxides + 1> rowNames_{};
   QCheckBox* soret_ = nullptr;
+  QLabel* skipped_ = nullptr;
   // The setup as it was on opening, for Cancel.
   Array2<double> savedCoef_;
   Array1<double> savedSoret_;
