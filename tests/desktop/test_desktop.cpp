@@ -1001,7 +1001,8 @@ void TestDesktop::formSearchHalts() {
   QCOMPARE(c.InitT(1), before);
   QCOMPARE(w.statusText(), QString(" Calculation Aborted"));
   QVERIFY(!bulk.searching() && !halt->isEnabled() && ok->isEnabled());
-  QVERIFY(bulk.searchText().startsWith("Step 1:  T = "));
+  QVERIFY2(bulk.searchText().startsWith("Step 1:  ") && bulk.searchText().contains(" C,  "),
+           qPrintable(bulk.searchText()));
 
   bulk.setSearchObserver([&](const ProgressInfo&) { ++reports; });
   reports = 0;

@@ -225,7 +225,7 @@ QWidget* SetupDialog::makeSearchBar() {
   searchProgress_->setObjectName("pbSearch");
   searchProgress_->setRange(0, 100);
   searchProgress_->setValue(0);
-  searchProgress_->setTextVisible(false);
+  searchProgress_->setTextVisible(true);
   searchProgress_->setMaximumWidth(160);
   // Shown only while a search goes: an empty bar would pass for a field.
   searchProgress_->hide();
@@ -300,13 +300,14 @@ void SetupDialog::showSearchProgress(const ProgressInfo& info, int report) {
   // The bar keeps the furthest point reached: a step that overshoots does not move it back.
   const int value = std::clamp(static_cast<int>(100.0 * (searchScale_ - term) / span), 0, 100);
   searchProgress_->setValue(report == 1 ? value : std::max(value, searchProgress_->value()));
-  searchLine_->setText(QString("Step %1:  T = %2 C,  first phase %3,  affinity %4 J")
+  searchLine_->setText(QString("Step %1:  %2 C,  %3,  affinity %4 J (%5)")
                            .arg(info.attempt)
                            .arg(q(formatNumber(info.temperatureK - kKelvinOffset, "0.00")))
                            .arg(phase >= 1 && phase <= kPhases
                                     ? q(PhaseNames[static_cast<std::size_t>(phase)])
                                     : QString("-"))
-                           .arg(q(formatNumber(a, "0.0"))));
+                           .arg(q(formatNumber(a, "0.0")))
+                           .arg(a < 0.0 ? "crystallizes" : "not saturated"));
 }
 
 void SetupDialog::checkField(QLineEdit* f, const Check& check, const Apply& apply) {
