@@ -2,7 +2,8 @@
 # gui-screenshot.sh [OUT.png] [ITERATIONS] [FORM]: runs cumulex-gui on the default column under a
 # virtual X display (Xvfb), starts a run of a few iterations and saves a picture of the screen once
 # the run has ended.  With FORM (MiscForm, CompactForm, BulkForm, InfiltrantForm, InflationForm,
-# SetupDiffusionForm, PartitionCoefsForm, ViewNodeForm) the picture shows that form open instead.
+# SetupDiffusionForm, PartitionCoefsForm, ViewNodeForm, PausedRun, LiquidusSearch) the picture shows
+# that form open instead.
 # Needs the release build (./test.sh or scripts/build.sh build/release).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)

@@ -24,13 +24,6 @@
 
 namespace cx::cli {
 
-void restoreFluidizationRatio(Column& column, const Settings& settings) {
-  column.VRatio.fill(0.0);
-  if (!settings.compacting()) return;
-  NullPort quiet;
-  column.VRatio = CompactPile(column, settings, quiet).VRatio;
-}
-
 namespace {
 
 namespace fs = std::filesystem;

@@ -5,11 +5,6 @@
 
 #include <CLI/CLI.hpp>
 
-namespace cx {
-class Column;
-class Settings;
-}  // namespace cx
-
 namespace cx::cli {
 
 // Each add* function adds one subcommand to `app`.  The exit code of the command that ran is
@@ -22,11 +17,6 @@ void addSaturationCommand(CLI::App& app, int& exitCode);   // saturation: affini
 void addLiquidusCommand(CLI::App& app, int& exitCode);     // liquidus: first phase to saturate
 void addEquilibrateCommand(CLI::App& app, int& exitCode);  // equilibrate: stable assemblage
 void addPartitionCommand(CLI::App& app, int& exitCode);    // partition: coefficients, preset
-// The pile's matrix velocity over its fluidization velocity is not saved with an iteration: a
-// loaded state of a compacting pile has it worked out again from its porosities (zero otherwise).
-// For show and plot; in cmd_run.cpp.
-void restoreFluidizationRatio(Column& column, const Settings& settings);
-
 #ifdef CUMULEX_PLOT_COMMAND
 void addPlotCommand(CLI::App& app, int& exitCode);  // plot: the graphs to PNG, SVG, PDF (Qt builds)
 #endif

@@ -9,7 +9,8 @@
 // first run has ended and quits (for the documentation and for checks under a virtual display).
 // With --dialog the picture shows that form open instead (MiscForm, CompactForm, BulkForm,
 // InfiltrantForm, InflationForm, SetupDiffusionForm, PartitionCoefsForm, or ViewNodeForm after
-// the initial state has been found).
+// the initial state has been found; PausedRun: a run held after its first iteration, with the
+// misc form open; LiquidusSearch: the bulk form while its liquidus search goes).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -55,8 +56,8 @@ int main(int argc, char** argv) {
   cx::desktop::WindowOptions options;
   options.folder = folder.toStdString();
   if (!parser.positionalArguments().isEmpty())
-    options.setup = QDir::current().absoluteFilePath(parser.positionalArguments().first())
-                        .toStdString();
+    options.setup =
+        QDir::current().absoluteFilePath(parser.positionalArguments().first()).toStdString();
   const QString shot = parser.value(shotOption);
   options.dialogs = shot.isEmpty();
   cx::desktop::MainWindow window(options);
@@ -83,7 +84,43 @@ int main(int argc, char** argv) {
     });
   };
   if (!shot.isEmpty() && !form.isEmpty()) {
-    if (form == "ViewNodeForm") {
+    if (form == "PausedRun") {
+      QObject::connect(&window.port(), &cx::desktop::GuiPort::held, &window,
+                       [&window, grabLater](int) {
+                         QTimer::singleShot(100, &window, [&window, grabLater] {
+                           cx::desktop::SetupDialog& d = window.setupDialog("MiscForm");
+                           d.refresh();
+                           d.show();
+                           grabLater();
+                         });
+                       });
+      QTimer::singleShot(200, &window, [&window] {
+        window.command("CmdStart")->trigger();
+        window.command("cmdPause")->trigger();
+      });
+    } else if (form == "LiquidusSearch") {
+      QTimer::singleShot(200, &window, [&window, shot] {
+        auto& d = static_cast<cx::desktop::BulkDialog&>(window.setupDialog("BulkForm"));
+        d.refresh();
+        d.show();
+        // The picture is taken on the window's thread while the search waits at its third step;
+        // then the search is halted and the program ends.
+        auto reports = std::make_shared<int>(0);
+        d.setSearchObserver([&d, shot, reports](const cx::ProgressInfo&) {
+          if (++*reports != 3) return;
+          QMetaObject::invokeMethod(
+              &d,
+              [&d, shot] {
+                QApplication::processEvents();
+                QGuiApplication::primaryScreen()->grabWindow(0).save(shot);
+                d.haltSearch();
+              },
+              Qt::BlockingQueuedConnection);
+        });
+        d.Liquidus();
+        QApplication::exit(0);
+      });
+    } else if (form == "ViewNodeForm") {
       QTimer::singleShot(200, &window, [&window] { window.command("cmdFindInitial")->trigger(); });
       QObject::connect(&window, &cx::desktop::MainWindow::jobFinished, &window,
                        [&window, grabLater] {

@@ -38,6 +38,13 @@ class Port {
   virtual void beep() = 0;
   // Gives the interface a turn: the only place where a halt from outside is noticed.
   virtual void doEvents() = 0;
+  // The turn between two iterations of a run: the one place where a front end may hold the run
+  // while the operator edits the setup (the run is then between iterations and touches nothing).
+  // True when it held the run, so that the run derives again what it takes from the setup.
+  virtual bool iterationTurn() {
+    doEvents();
+    return false;
+  }
   virtual void showProgress(const ProgressInfo& info) = 0;
   // The column's results changed: a front end may redraw its graphs (cheap, called often).
   virtual void plotResults() = 0;

@@ -51,21 +51,27 @@ void checkIndex(int k, int count) {
   if (k < 0 || k >= count) raiseFault(kFaultSubscript);
 }
 
-// How an accepted MiscForm value is shown again.
-std::string reformatMisc(int k, double v, std::string_view text) {
+// The format of a MiscForm field; empty for the fields that keep the text as typed.
+std::string_view miscFormat(int k) {
   switch (k) {
     case misc::kDiffusivity:
-      return formatNumber(v, "scientific");
+      return "scientific";
     case misc::kTStepTop:
     case misc::kTStepBottom:
-      return formatNumber(v, "0.00000");
+      return "0.00000";
     case misc::kSaveInterval:
     case misc::kFarfieldThickness:
     case misc::kEquilibrationEvery:
-      return trim(text);
+      return {};
     default:
-      return formatNumber(v, "Fixed");
+      return "Fixed";
   }
+}
+
+// How an accepted MiscForm value is shown again.
+std::string reformatMisc(int k, double v, std::string_view text) {
+  const std::string_view format = miscFormat(k);
+  return format.empty() ? trim(text) : formatNumber(v, format);
 }
 
 std::string reformatCompact(int k, double v) {
@@ -110,6 +116,13 @@ void Settings::setMiscText(int k, std::string text) {
 }
 double Settings::misc(int k) const {
   return val(miscText(k));
+}
+std::string Settings::miscShownText(int k) const {
+  const std::string& text = miscText(k);
+  const std::optional<double> v = toNumber(text);
+  const std::string_view format = miscFormat(k);
+  if (!v || format.empty()) return trim(text);
+  return formatExact(*v, format);
 }
 
 const std::string& Settings::compactText(int k) const {
@@ -218,7 +231,7 @@ FieldCheck Settings::checkCompositionField(std::string_view text, std::string_vi
 FieldCheck Settings::checkPartitionField(std::string_view text, std::string_view restore) {
   const std::optional<double> v = toNumber(text);
   if (!v || *v < 0.0 || *v > 100000.0) return refuse(std::string(restore));
-  return FieldCheck{true, formatExact(*v, "fixed"), {}};
+  return FieldCheck{true, formatExact(*v, kPartitionFormat), {}};
 }
 
 FieldCheck Settings::checkInflationField(int k, std::string_view text, std::string_view restore,
@@ -229,7 +242,8 @@ FieldCheck Settings::checkInflationField(int k, std::string_view text, std::stri
     return FieldCheck{false, std::string(restore),
                       std::string(kIllegalValue) + std::string(inflation::kHeightMessage)};
   if (!v || *v < 0.0 || !std::isfinite(*v)) return refuse(std::string(restore));
-  return FieldCheck{true, formatExact(*v, "Fixed"), {}};
+  // An iteration is a count: a whole one shows without decimals.
+  return FieldCheck{true, formatExact(*v, k == inflation::kStart ? "0" : "Fixed"), {}};
 }
 
 FieldCheck Settings::editMiscField(int k, std::string_view text, double currentRate) {

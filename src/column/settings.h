@@ -101,6 +101,10 @@ struct FieldCheck {
   std::string message;  // empty when accepted, else the text of the message box
 };
 
+// How a partition coefficient is shown: plain decimals, every digit of a preset's 0.00036 or
+// 0.0002 kept (a coefficient that needs more shows its shortest exact text).
+inline constexpr std::string_view kPartitionFormat = "0.00##########";
+
 class Settings {
  public:
   Settings();
@@ -109,6 +113,10 @@ class Settings {
   const std::string& miscText(int k) const;
   void setMiscText(int k, std::string text);
   double misc(int k) const;
+  // What the field shows of the value it holds, in the field's own format (the one an accepted
+  // value takes), with every digit kept: a setup file writes some fields "scientific"
+  // ("-1.00E+00"), which the form shows as "-1.00000".  A text that is no number shows as it is.
+  std::string miscShownText(int k) const;
 
   // CompactForm txtbxInput(k), 0..6.
   const std::string& compactText(int k) const;

@@ -372,6 +372,19 @@ class Driver {
                       w.reason + "\n    .....aborting execution.");
   }
 
+  // The run was held between two iterations, and the setup may have been edited meanwhile: what
+  // the start derives from the setup is derived again, so that the next iteration uses the edits,
+  // and the state a halt goes back to takes them along.
+  void setupMayHaveChanged() {
+    c_.FLiqMin2 = s_.misc(misc::kInitialLiquidFraction);
+    if (s_.optionCompact) readCompactionParameters();
+    if (s_.misc(misc::kVaporVelocity) >= 0.0) {
+      c_.Vwater = vaporVelocity(c_, s_, VaporVelocityAt::RunStart);
+      showVwater(1e-8);
+    }
+    if (lastWhole_ && !inIteration_) lastWhole_ = c_;
+  }
+
   // --- The time step ----------------------------------------------------------------------
   void timeStepInfiltration() {
     const double mult = s_.misc(misc::kTimeStepMultiplier);
@@ -429,7 +442,7 @@ class Driver {
       stopWithMessage(
           "Iterations exceeds 1000 x Save Interval, execution stopped!\nIncrease save interval "
           "and reload last iteration to continue.");
-    turn();
+    if (port_.iterationTurn()) setupMayHaveChanged();
     if (log_.HaltFlag || log_.ErrorFlag) throw LeaveRun{};
     c_.Iteration = toInt16(c_.Iteration + 1.0);  // the counter is 16 bits wide
     inIteration_ = true;

@@ -173,7 +173,7 @@ bool liquidAt(EquilibriumModel& m, double T, double P) {
 // slope jumps where the leading phase changes, which the bracket survives where a derivative-
 // based walk would not.
 constexpr double kBracketStep = 25.0;  // K
-constexpr int kMaxBracketSteps = 80;  // 2000 K
+constexpr int kMaxBracketSteps = 80;   // 2000 K
 constexpr int kMaxClosingSteps = 80;
 
 void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, double& T, double P,
@@ -225,6 +225,15 @@ void search(EquilibriumModel& m, Port& port, const Array1<double>& oxides, doubl
     const int lowest = lowestSolid(sat);
     if (leader != 0 && lowest != leader) ++res.leaderChanges;
     leader = lowest;
+    // The search's progress: where it stands and how far the leading phase is from saturation.
+    ProgressInfo info;
+    info.temperatureK = t;
+    info.pressureBar = P;
+    info.attempt = res.evaluations;
+    info.constantT = false;
+    info.saturatedPhases = {leader};
+    info.affinities = {sat.Affinity(leader)};
+    port.showProgress(info);
     port.doEvents();
     return sat.Affinity(leader);
   };

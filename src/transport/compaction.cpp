@@ -98,8 +98,10 @@ CompactionVelocities CompactPile(const Column& c, const Settings& s, Port& port)
   // pile porosity.
   if (s.optionBottomAccum) {
     const double initial = s.misc(misc::kInitialLiquidFraction);
-    if (phi(t - 1) > initial) phi(t) = initial;
-    else phi(t) = phi(t - 1);
+    if (phi(t - 1) > initial)
+      phi(t) = initial;
+    else
+      phi(t) = phi(t - 1);
   } else {
     const double p = std::max((c.PileTop - (t - 1) * c.DeltaX) / c.DeltaX, 1e-05);
     phi(t) = std::min(1.0 - (1.0 - c.FLiq(t)) / p, 0.9999);
@@ -174,6 +176,13 @@ bool UseHadleyValues(Settings& s, Port& port) {
   for (int k = 0; k < compact::kCount; ++k)
     s.editCompactField(k, kHadley[static_cast<std::size_t>(k)]);
   return true;
+}
+
+void restoreFluidizationRatio(Column& column, const Settings& settings) {
+  column.VRatio.fill(0.0);
+  if (!settings.compacting()) return;
+  NullPort quiet;
+  column.VRatio = CompactPile(column, settings, quiet).VRatio;
 }
 
 }  // namespace cx

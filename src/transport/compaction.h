@@ -24,6 +24,11 @@ struct CompactionVelocities {
 // nodes or fewer does not compact.  The matrix never rises at node 1.
 CompactionVelocities CompactPile(const Column& column, const Settings& settings, Port& port);
 
+// The pile's matrix velocity over its fluidization velocity is not saved with an iteration: a
+// loaded state of a compacting pile has it worked out again from its porosities, and any other
+// state has none (zero).  For every front end that shows a loaded or replayed iteration.
+void restoreFluidizationRatio(Column& column, const Settings& settings);
+
 // FindPileTop: the top of the pile is the last node of the unbroken run of nodes with solids,
 // counted from the bottom.  In infiltration the pile top sits at that node's upper face;
 // otherwise PileTop is moved only when it has left the node.

@@ -133,6 +133,10 @@ TEST(SettingsFieldChecks, CompositionPartitionAndInflationFields) {
   EXPECT_EQ(Settings::checkPartitionField("0.00036", "0.00").text, "0.00036");
   EXPECT_EQ(Settings::checkPartitionField("3.2487", "0.00").text, "3.2487");
   EXPECT_EQ(Settings::checkPartitionField("2", "0.00").text, "2.00");
+  // Small coefficients stay plain decimals, as the preset's neighbours in the same form show.
+  EXPECT_EQ(Settings::checkPartitionField("0.0002", "0.00").text, "0.0002");
+  EXPECT_EQ(Settings::checkPartitionField("7e-05", "0.00").text, "0.00007");
+  EXPECT_EQ(Settings::checkPartitionField("1e-15", "0.00").text, "1E-15");  // every digit kept
   for (const char* bad : {"-1", "100001", "x", ""})
     EXPECT_FALSE(Settings::checkPartitionField(bad, "0.50").accepted) << bad;
   // Inflation: the final height must exceed the column's, with its own words.

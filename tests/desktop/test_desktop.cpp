@@ -2,6 +2,9 @@
 // state, a run, a halt, a reload, the film), checked against the files the run writes and
 // against the command line; the rules of the two phase dialogs; the progress display.
 #include <QCheckBox>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
@@ -95,6 +98,10 @@ class TestDesktop : public QObject {
   void setupFormsSideEffects();
   void editedSetupReadsBackIdentical();
   void setupMenuAndNodeViewer();
+  void pausedRunTakesTheEdits();
+  void formSearchHalts();
+  void miscFieldsShowTheirOwnFormat();
+  void loadedIterationHasItsFluidizationRatio();
 };
 
 void TestDesktop::sessionOfThePetrologist() {
@@ -465,12 +472,27 @@ void TestDesktop::setupFormsRefuseAndRestore() {
   };
   const Case cases[] = {
       {"MiscForm", "tbInput(9)", "2", false, "1.0"},
+      {"MiscForm", "tbInput(1)", "-1", false, "0.01"},
+      {"MiscForm", "tbInput(2)", "2600", false, "2500"},
+      {"MiscForm", "tbInput(3)", "hot", false, "2500"},
+      {"MiscForm", "tbInput(4)", "-1", false, "0"},
+      {"MiscForm", "tbInput(5)", "-0.5", false, "0"},
+      {"MiscForm", "tbInput(6)", "fast", false, "RATE_TOP"},
+      {"MiscForm", "tbInput(10)", "0.95", false, "0.1"},
+      {"MiscForm", "tbInput(11)", "0", false, "1.0"},
+      {"MiscForm", "tbInput(12)", "-11", false, "1.0"},
+      {"MiscForm", "tbInput(13)", "1", false, "0.9"},
+      {"MiscForm", "tbInput(14)", "4", false, "0"},
+      {"MiscForm", "tbInput(7)", "-9999", true, "-9999.00000"},  // numeric only
+      {"MiscForm", "tbInput(17)", "250", true, "250"},           // numeric only
       {"MiscForm", "tbInput(0)", "abc", false, "0.6"},
       {"MiscForm", "tbInput(15)", "2600", false, "300"},
       {"MiscForm", "tbInput(8)", "-5", true, "-5.00"},         // numeric only
       {"MiscForm", "tbInput(16)", "-3000", true, "-3000.00"},  // numeric only
       {"MiscForm", "tbInput(17)", "", false, "1"},
       {"CompactForm", "txtbxInput(2)", "-1", false, "0.3"},
+      {"CompactForm", "txtbxInput(0)", "most", false, "0.95"},
+      {"CompactForm", "txtbxInput(6)", "-0.1", false, "0.3"},
       {"CompactForm", "txtbxInput(3)", "2e15", true, "2.00E+15"},
       {"BulkForm", "tbinput(3)", "599", false, "T_TOP"},
       {"BulkForm", "tbinput(5)", "1", false, "NODES"},
@@ -478,7 +500,17 @@ void TestDesktop::setupFormsRefuseAndRestore() {
       {"BulkForm", "tbinput(6)", "NODES+1", false, "1"},
       {"BulkForm", "tbinput(2)", "0", false, "P_TOP"},
       {"BulkForm", "txtbxOxBulk(1)", "-3", false, "SIO2"},
+      {"BulkForm", "tbinput(4)", "2001", false, "T_BOT"},
+      {"BulkForm", "tbinput(3)", "2000", true, "2000.00"},
+      {"BulkForm", "tbinput(1)", "0", false, "LENGTH"},
+      {"BulkForm", "tbinput(0)", "-300", false, "T_NODE"},
+      {"BulkForm", "txtbxTraceBulk(3)", "-1", false, "SC_BULK"},
       {"InfiltrantForm", "txtbxOxideInfiltrant(2)", "x", false, "TIO2_INF"},
+      {"InfiltrantForm", "txtbxFluxRate", "-1e-6", false, "FLUX"},
+      {"InfiltrantForm", "txtbxTraceLiquid(5)", "-2", false, "V_INF"},
+      {"InflationForm", "tbOxide(1)", "-5", false, "SIO2_INFL"},
+      {"InflationForm", "tbInput(2)", "12", true, "12"},  // an iteration, without decimals
+      {"InflationForm", "tbInput(1)", "0.5", true, "0.50"},
       {"InflationForm", "tbInput(0)", "-1", false, "0.00"},
       {"SetupDiffusionForm", "txtbxOxide(31)", "fast", false, "TRACE_D"},
       {"PartitionCoefsForm", "tbInput(0)", "none", false, "DCOEF"},
@@ -490,6 +522,15 @@ void TestDesktop::setupFormsRefuseAndRestore() {
     d.refresh();
     QString expected = k.shown;
     expected.replace("T_TOP", shown(d, "tbinput(3)"))
+        .replace("T_BOT", shown(d, "tbinput(4)"))
+        .replace("LENGTH", shown(d, "tbinput(1)"))
+        .replace("T_NODE", shown(d, "tbinput(0)"))
+        .replace("SC_BULK", shown(d, "txtbxTraceBulk(3)"))
+        .replace("FLUX", shown(d, "txtbxFluxRate"))
+        .replace("V_INF", shown(d, "txtbxTraceLiquid(5)"))
+        .replace("SIO2_INFL", shown(d, "tbOxide(1)"))
+        .replace("RATE_TOP",
+                 QString::fromStdString(formatNumber(c.TopCoolRate * 86400.0, "#0.00000")))
         .replace("NODES", QString::number(nodes))
         .replace("P_TOP", shown(d, "tbinput(2)"))
         .replace("SIO2", shown(d, "txtbxOxBulk(1)"))
@@ -621,6 +662,13 @@ void TestDesktop::setupFormsSideEffects() {
   partitionForm.cmdDefault();
   QCOMPARE(c.DCoef(2, 11), 3.2487);
   QCOMPARE(shown(partitionForm, "tbInput(10)"), QString("3.2487"));
+  // Olivine's preset, from 0.00007 (Dy) to 10 (Ni), in plain decimals that read back exactly.
+  partitionForm.showPhase(1);
+  for (int t = 1; t <= kTraces; ++t) {
+    const QString text = shown(partitionForm, QString("tbInput(%1)").arg(t - 1));
+    QVERIFY2(!text.contains('E'), qPrintable(text));
+    QCOMPARE(val(text.toStdString()), c.DCoef(1, t));
+  }
 
   // Bulk: a uniform gradient between the two end temperatures; the node commands.
   auto& bulkForm = static_cast<BulkDialog&>(w.setupDialog("BulkForm"));
@@ -746,6 +794,14 @@ void TestDesktop::editedSetupReadsBackIdentical() {
   QCOMPARE(backSettings.inflationTargetText, std::string("50.00"));
   // And the file written from what was read is the same file.
   QCOMPARE(setupText(back, backSettings), setupText(c, w.settings()));
+  // The command line takes the saved setup for a run of its own and writes it back unchanged.
+  QTemporaryDir cliDir;
+  QProcess cli;
+  cli.start(CUMULEX_CLI, {"run", file, "--dir", cliDir.path(), "--initial-only"});
+  QVERIFY(cli.waitForFinished(120000));
+  QVERIFY2(cli.exitCode() == 0, cli.readAllStandardError().constData());
+  QCOMPARE(fileText(fs::path(cliDir.path().toStdString()) / "CXsetup.cxd"),
+           fileText(file.toStdString()));
 }
 
 void TestDesktop::setupMenuAndNodeViewer() {
@@ -785,7 +841,8 @@ void TestDesktop::setupMenuAndNodeViewer() {
   const double own = live.Temp(3);
   s.answer = false;
   QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
-  QCOMPARE(s.questions.last(), QString("Replace the state of node 3 by the mean of its neighbours?"));
+  QCOMPARE(s.questions.last(),
+           QString("Replace the state of node 3 by the mean of its neighbours?"));
   QCOMPARE(live.Temp(3), own);
   s.answer = true;
   QTest::mouseClick(v.findChild<QPushButton*>("cmdInterpolate"), Qt::LeftButton);
@@ -799,6 +856,222 @@ void TestDesktop::setupMenuAndNodeViewer() {
       QString::fromStdString("T            " + formatNumber(live.Temp(2) - 273.15, "0.00"))));
   QCOMPARE(w.graph(1)->canvas()->column()->Temp(3), live.Temp(2));  // the graphs follow
   w.nodeViewer().hide();
+}
+
+// A run held between two iterations: the forms open (but the bulk form, the initial state), an
+// accepted edit reaches the very next iteration, a halt later on keeps the edits, and OK of the
+// misc form leaves the temperatures the run has reached.
+void TestDesktop::pausedRunTakesTheEdits() {
+  // The reference: the same two iterations with the setup as it stands.  The two runs are the
+  // same up to the pause (a run gives the same output for the same setup).
+  double referenceStep = 0.0;
+  {
+    Session s;
+    s.window->setIterationLimit(2);
+    s.window->command("CmdStart")->trigger();
+    QVERIFY(waitForJob(*s.window));
+    QCOMPARE(s.window->column().Iteration, 2);
+    referenceStep = s.window->column().DeltaT;
+  }
+  Session s;
+  MainWindow& w = *s.window;
+  QVERIFY(!w.command("cmdPause")->isEnabled());
+  QSignalSpy heldSpy(&w.port(), &GuiPort::held);
+  // Pause, clicked while the first iteration goes: the run waits before the second.
+  auto clickAt = [&w](int atIteration, const char* command) {
+    auto done = std::make_shared<bool>(false);
+    w.port().setTurnObserver([&w, done, atIteration, command](int iteration) {
+      if (*done || iteration != atIteration) return;
+      *done = true;
+      QMetaObject::invokeMethod(
+          &w, [&w, command] { w.command(command)->trigger(); }, Qt::BlockingQueuedConnection);
+    });
+  };
+  clickAt(1, "cmdPause");
+  w.setIterationLimit(2);
+  w.command("CmdStart")->trigger();
+  QVERIFY(w.command("cmdPause")->isEnabled());
+  QVERIFY(!w.command("mnuSetupMisc")->isEnabled());  // a computing run owns the setup
+  QTRY_VERIFY_WITH_TIMEOUT(w.held(), 120000);
+  w.port().setTurnObserver({});
+  QCOMPARE(heldSpy.size(), 1);
+  QCOMPARE(heldSpy.first().first().toInt(), 1);
+  Column& c = w.column();
+  QCOMPARE(c.Iteration, 1);
+  QCOMPARE(w.moduleText(), QString("Paused"));
+  QVERIFY(w.command("cmdResume")->isEnabled());
+  for (const char* name : {"mnuSetupMisc", "mnuSetupCompaction", "mnuSetupInfiltrant",
+                           "mnuInflation", "mnuSetupDiffusionCoefs", "mnuPartitionCoefs"})
+    QVERIFY2(w.command(name)->isEnabled(), name);
+  QVERIFY(!w.command("mnuSetupBulk")->isEnabled());
+  QVERIFY(!w.command("CmdStart")->isEnabled() && !w.command("mnuOpen")->isEnabled());
+
+  // The time step multiplier halved and a faster top cooling, typed in the misc form.
+  SetupDialog& misc = w.setupDialog("MiscForm");
+  misc.refresh();
+  const double multiplier = w.settings().misc(misc::kTimeStepMultiplier);
+  type(misc, "tbInput(9)", QString::number(multiplier / 2.0));
+  type(misc, "tbInput(6)", "-2.5");
+  QCOMPARE(c.TopCoolRate, -2.5 / 86400.0);
+  const int n = c.NumNodes;
+  const double topReached = c.Temp(n), bottomReached = c.Temp(1);
+  misc.accept();
+  // No far-field slabs here: OK of a form at rest would set the end nodes to the far-field
+  // temperatures; the held run keeps the temperatures it has reached.
+  QCOMPARE(toInt16(w.settings().misc(misc::kFarfieldThickness)), 0);
+  QVERIFY(topReached != w.settings().misc(misc::kFarfieldTTop) + 273.15);
+  QCOMPARE(c.Temp(n), topReached);
+  QCOMPARE(c.Temp(1), bottomReached);
+
+  w.command("cmdResume")->trigger();
+  QVERIFY(!w.held());
+  QVERIFY(!w.command("mnuSetupMisc")->isEnabled());
+  QVERIFY(waitForJob(w));
+  QCOMPARE(c.Iteration, 2);
+  // The second iteration's time step is that of the reference, halved.
+  QVERIFY2(std::abs(c.DeltaT / referenceStep - 0.5) < 1e-12,
+           qPrintable(QString("step %1, reference %2").arg(c.DeltaT).arg(referenceStep)));
+  QCOMPARE(listIterations(s.output()), std::vector<int>({0, 1, 2}));
+
+  // The run goes on; held before its fourth iteration, the top cooling is edited again, then a
+  // halt interrupts the fourth: the run goes back to the state of iteration 3, and the edit
+  // stays.
+  w.setIterationLimit(-1);
+  clickAt(3, "cmdPause");
+  w.command("CmdStart")->trigger();
+  QTRY_VERIFY_WITH_TIMEOUT(w.held(), 120000);
+  QCOMPARE(c.Iteration, 3);
+  type(misc, "tbInput(6)", "-4");
+  clickAt(4, "cmdHalt");
+  w.command("cmdResume")->trigger();
+  QVERIFY(waitForJob(w));
+  w.port().setTurnObserver({});
+  QCOMPARE(c.Iteration, 3);
+  QCOMPARE(c.TopCoolRate, -4.0 / 86400.0);
+  QCOMPARE(w.settings().misc(misc::kTStepTop), -4.0);
+  QCOMPARE(w.statusText(), QString("Calculation Aborted."));
+
+  // A halt while the run is held ends it there, with the output file whole.
+  w.loadIterationField()->setText("3");
+  s.answer = true;
+  w.command("cmdLoadLastIteration")->trigger();
+  clickAt(4, "cmdPause");
+  w.command("CmdStart")->trigger();
+  QTRY_VERIFY_WITH_TIMEOUT(w.held(), 120000);
+  w.port().setTurnObserver({});
+  w.command("cmdHalt")->trigger();
+  QVERIFY(waitForJob(w));
+  QCOMPARE(c.Iteration, 4);
+  const std::string out = s.output();
+  QCOMPARE(listIterations(out), std::vector<int>({0, 1, 2, 3, 4}));
+  QCOMPARE(lastCompleteIteration(out, "CXoutput.txt", c), 4);
+  QVERIFY(!w.held() && !w.command("cmdResume")->isEnabled());
+}
+
+// A search of a form (the liquidus of a node) runs on its own thread: its progress shows, Halt
+// stops it at its next step and leaves the node as it was, and the next search goes to its end.
+void TestDesktop::formSearchHalts() {
+  Session s;
+  MainWindow& w = *s.window;
+  Column& c = w.column();
+  auto& bulk = static_cast<BulkDialog&>(w.setupDialog("BulkForm"));
+  bulk.refresh();
+  auto* halt = bulk.findChild<QPushButton*>("cmdHalt");
+  auto* ok = bulk.findChild<QPushButton*>("cmdOK");
+  QVERIFY(halt != nullptr && ok != nullptr);
+  QVERIFY(!halt->isEnabled());
+  const double before = c.InitT(1);
+  int reports = 0;
+  bool sawSearching = false;
+  bulk.setSearchObserver([&](const ProgressInfo& info) {
+    if (++reports != 1) return;
+    QVERIFY(info.temperatureK > 0.0 && info.saturatedPhases.size() == 1);
+    // The operator's click, made while the search has just evaluated its start.
+    QMetaObject::invokeMethod(
+        &bulk,
+        [&] {
+          sawSearching = bulk.searching() && halt->isEnabled() && !ok->isEnabled();
+          halt->click();
+        },
+        Qt::BlockingQueuedConnection);
+  });
+  bulk.Liquidus();
+  QVERIFY(sawSearching);
+  QCOMPARE(reports, 1);  // no step after the halt
+  QCOMPARE(c.InitT(1), before);
+  QCOMPARE(w.statusText(), QString(" Calculation Aborted"));
+  QVERIFY(!bulk.searching() && !halt->isEnabled() && ok->isEnabled());
+  QVERIFY2(bulk.searchText().startsWith("Step 1:  ") && bulk.searchText().contains(" C,  "),
+           qPrintable(bulk.searchText()));
+
+  bulk.setSearchObserver([&](const ProgressInfo&) { ++reports; });
+  reports = 0;
+  bulk.Liquidus();
+  QVERIFY(reports > 1);
+  QVERIFY(c.InitT(1) != before);
+  QVERIFY(w.statusText().startsWith("Liquidus of node 1: "));
+  // Escape during no search closes the form as usual.
+  bulk.show();
+  bulk.reject();
+  QVERIFY(!bulk.isVisible());
+}
+
+// The misc form shows each value in the field's own format from the start: what it shows is what
+// its own check makes of that text.  The setup file writes the cooling rates "scientific".
+void TestDesktop::miscFieldsShowTheirOwnFormat() {
+  Session s;
+  MainWindow& w = *s.window;
+  const Settings& st = w.settings();
+  QCOMPARE(st.miscText(misc::kTStepTop), std::string("-1.00E+00"));
+  const std::string before = setupText(w.column(), st);
+  SetupDialog& misc = w.setupDialog("MiscForm");
+  misc.refresh();
+  QCOMPARE(shown(misc, "tbInput(6)"), QString("-1.00000"));
+  QCOMPARE(shown(misc, "tbInput(1)"), QString("1.00E-02"));
+  for (int k = 0; k < misc::kCount; ++k) {
+    const QString opened = shown(misc, QString("tbInput(%1)").arg(k));
+    const double rate = k == misc::kTStepTop ? w.column().TopCoolRate : w.column().BottomCoolRate;
+    const FieldCheck again = st.checkMiscField(k, opened.toStdString(), rate);
+    QVERIFY2(again.accepted, qPrintable(opened));
+    QCOMPARE(QString::fromStdString(again.text), opened);
+    QCOMPARE(val(opened.toStdString()), st.misc(k));  // the value itself unchanged
+  }
+  // Showing changes nothing of the store: a save writes what was read.
+  QCOMPARE(setupText(w.column(), st), before);
+}
+
+// A loaded iteration of a compacting pile has its V/V(fluidization) worked out again, as the
+// command line's show does for the same iteration.
+void TestDesktop::loadedIterationHasItsFluidizationRatio() {
+  Session s;
+  MainWindow& w = *s.window;
+  // A partly crystallized basalt pile that compacts under hot magma.
+  w.openSetupFile(QString(CUMULEX_EXAMPLES) + "/compacting-cumulate.cxd");
+  QVERIFY(s.messages.isEmpty());
+  QVERIFY(w.settings().compacting());
+  w.setIterationLimit(2);
+  w.command("CmdStart")->trigger();
+  QVERIFY(waitForJob(w));
+  QProcess cli;
+  cli.start(CUMULEX_CLI,
+            {"show", QString::fromStdString(s.folder().string()), "--iteration", "1", "--json"});
+  QVERIFY(cli.waitForFinished(60000));
+  QCOMPARE(cli.exitCode(), 0);
+  const QJsonArray nodes = QJsonDocument::fromJson(cli.readAllStandardOutput())["nodes"].toArray();
+  s.answer = true;
+  w.loadIterationField()->setText("1");
+  w.command("cmdLoadLastIteration")->trigger();
+  const Column& c = w.column();
+  QCOMPARE(c.Iteration, 1);
+  QCOMPARE(nodes.size(), c.NumNodes);
+  bool moving = false;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    const double cliRatio = nodes[i - 1].toObject()["V/V(fluidization)"].toDouble();
+    QVERIFY2(std::abs(c.VRatio(i) - cliRatio) <= 1e-9 * (1.0 + std::abs(cliRatio)),
+             qPrintable(QString("node %1: %2 against %3").arg(i).arg(c.VRatio(i)).arg(cliRatio)));
+    moving = moving || c.VRatio(i) != 0.0;
+  }
+  QVERIFY(moving);
 }
 
 QTEST_MAIN(TestDesktop)

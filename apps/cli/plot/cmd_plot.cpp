@@ -19,6 +19,7 @@
 #include "persist/output_file.h"
 #include "persist/setup_file.h"
 #include "plot/figure.h"
+#include "transport/compaction.h"
 
 namespace cx::cli {
 namespace {

@@ -84,11 +84,41 @@ void GuiPort::doEvents() {
   if (snapshotRequested_.exchange(false) && column_ != nullptr) column_->SnapShotRequested = true;
 }
 
+bool GuiPort::iterationTurn() {
+  bool wasHeld = false;
+  {
+    std::unique_lock lock(mutex_);
+    if (pauseRequested_ && !haltRequested_.load() && !onWindowThread()) {
+      wasHeld = true;
+      const int iteration = column_ != nullptr ? column_->Iteration : 0;
+      post([this, iteration] { emit held(iteration); });
+      // The window edits the column and the settings only while this thread waits here; the
+      // lock handed over on waking makes its edits visible to the run.
+      resumed_.wait(lock, [this] { return !pauseRequested_ || haltRequested_.load(); });
+      pauseRequested_ = false;
+    }
+  }
+  doEvents();
+  return wasHeld;
+}
+
+void GuiPort::requestPause() {
+  std::lock_guard lock(mutex_);
+  pauseRequested_ = true;
+}
+
+void GuiPort::resume() {
+  std::lock_guard lock(mutex_);
+  pauseRequested_ = false;
+  resumed_.notify_all();
+}
+
 void GuiPort::requestHalt() {
   haltRequested_ = true;
   if (haltFlag_ != nullptr) *haltFlag_ = true;
   std::lock_guard lock(mutex_);
   frameShown_.notify_all();
+  resumed_.notify_all();
 }
 
 void GuiPort::requestSnapshot() {
@@ -98,6 +128,8 @@ void GuiPort::requestSnapshot() {
 void GuiPort::clearRequests() {
   haltRequested_ = false;
   snapshotRequested_ = false;
+  std::lock_guard lock(mutex_);
+  pauseRequested_ = false;
 }
 
 void GuiPort::showProgress(const ProgressInfo& info) {

@@ -38,6 +38,8 @@ class GuiPort : public QObject, public Port {
   bool askYesNo(std::string_view question) override;
   void beep() override;
   void doEvents() override;
+  // Between two iterations: holds the run while a pause is asked for (until resume or halt).
+  bool iterationTurn() override;
   void showProgress(const ProgressInfo& info) override;
   void plotResults() override;
 
@@ -53,6 +55,11 @@ class GuiPort : public QObject, public Port {
   void requestHalt();
   // Asks for a snapshot at the end of the present iteration; the run takes it at its next turn.
   void requestSnapshot();
+  // Asks the run to wait at its next turn between two iterations; `held` is signalled once it
+  // does.  While it waits the window may edit the column and the settings: the run touches
+  // nothing until resume() (or a halt) lets it go on.
+  void requestPause();
+  void resume();
   // Forgets the requests of a job that ended.
   void clearRequests();
   bool haltRequested() const { return haltRequested_.load(); }
@@ -80,6 +87,8 @@ class GuiPort : public QObject, public Port {
   void beeped();
   void progressReady();
   void resultsReady();
+  // The run waits between iterations, the last whole one being `iteration`.
+  void held(int iteration);
 
  private:
   bool onWindowThread() const;
@@ -91,6 +100,8 @@ class GuiPort : public QObject, public Port {
   std::atomic<bool>* haltFlag_ = nullptr;
   std::atomic<bool> haltRequested_{false};
   std::atomic<bool> snapshotRequested_{false};
+  bool pauseRequested_ = false;  // guarded by mutex_
+  std::condition_variable resumed_;
 
   std::mutex mutex_;
   std::condition_variable frameShown_;

@@ -33,6 +33,7 @@
 #include "persist/setup_file.h"
 #include "run/node_equilibrium.h"
 #include "run/run_driver.h"
+#include "transport/compaction.h"
 #include "ui/desktop/graph_painting.h"
 #include "ui/desktop/graph_panel.h"
 #include "ui/desktop/node_viewer.h"
@@ -127,6 +128,8 @@ MainWindow::MainWindow(const WindowOptions& options, QWidget* parent)
   connect(port_, &GuiPort::labelChanged, this, &MainWindow::onLabel);
   connect(port_, &GuiPort::eventAppended, this, &MainWindow::onEvent);
   connect(port_, &GuiPort::resultsReady, this, &MainWindow::onResults);
+  connect(port_, &GuiPort::held, this, &MainWindow::onHeld);
+  searcher_ = std::make_unique<FormSearcher>(*column_, settings_, *port_);
   // The minimizer reports many times a second; the display follows at most 25 times a second
   // and always shows the latest report.
   progressTimer_.setSingleShot(true);
@@ -207,6 +210,10 @@ void MainWindow::buildCommands() {
           &MainWindow::cmdStart);
   connect(makeCommand("cmdHalt", "&Halt", QKeySequence(Qt::Key_Escape)), &QAction::triggered, this,
           &MainWindow::cmdHalt);
+  connect(makeCommand("cmdPause", "&Pause", QKeySequence(Qt::Key_F7)), &QAction::triggered, this,
+          &MainWindow::cmdPause);
+  connect(makeCommand("cmdResume", "&Resume", QKeySequence(Qt::Key_F8)), &QAction::triggered, this,
+          &MainWindow::cmdResume);
   connect(makeCommand("cmdFindInitial", "&Find Init. Eq.", QKeySequence(Qt::Key_F6)),
           &QAction::triggered, this, &MainWindow::cmdFindInitial);
   connect(makeCommand("cmdLoadLastIteration", "&Load iteration", QKeySequence("Ctrl+L")),
@@ -249,7 +256,9 @@ void MainWindow::buildCommands() {
         std::tuple{"mnuPartitionCoefs", "Setup &Partition Coefficients...", "PartitionCoefsForm"},
         std::tuple{"mnuSetupMisc", "Setup &Misc...", "MiscForm"}})
     connect(makeCommand(name, caption, {}), &QAction::triggered, this, [this, f = QString(form)] {
-      if (busy()) return;
+      // A run that computes owns the column and the settings; one held between iterations
+      // leaves them to the forms (but for the bulk form's initial state).
+      if (busy() && !(held_ && f != "BulkForm")) return;
       SetupDialog& d = setupDialog(f);
       d.refresh();
       d.exec();
@@ -268,6 +277,9 @@ void MainWindow::buildCommands() {
   connect(makeCommand("mnuAbout", "&About Cumulex", {}), &QAction::triggered, this,
           &MainWindow::mnuAbout);
   command("cmdHalt")->setToolTip("Halt the run at its next turn");
+  command("cmdPause")
+      ->setToolTip("Hold the run before its next iteration, so that the setup can be edited");
+  command("cmdResume")->setToolTip("Go on with the held run, with the setup as edited");
   command("cmdSnapShot")->setToolTip("Write a snapshot table at the end of the present iteration");
 
   auto* bar = addToolBar("Commands");
@@ -275,6 +287,8 @@ void MainWindow::buildCommands() {
   bar->setToolButtonStyle(Qt::ToolButtonTextOnly);
   bar->addAction(command("CmdStart"));
   bar->addAction(command("cmdHalt"));
+  bar->addAction(command("cmdPause"));
+  bar->addAction(command("cmdResume"));
   bar->addAction(command("cmdFindInitial"));
   bar->addSeparator();
   loadIteration_ = new QLineEdit("0", bar);
@@ -309,6 +323,8 @@ void MainWindow::buildMenus() {
   auto* run = menuBar()->addMenu("&Run");
   run->addAction(command("CmdStart"));
   run->addAction(command("cmdHalt"));
+  run->addAction(command("cmdPause"));
+  run->addAction(command("cmdResume"));
   run->addAction(command("cmdFindInitial"));
   run->addSeparator();
   run->addAction(command("cmdLoadLastIteration"));
@@ -535,7 +551,8 @@ void MainWindow::onProgress() {
 }
 
 void MainWindow::refreshGraphs() {
-  if (!busy()) port_->plotResults();
+  // While a run is held, the window may read the column too.
+  if (!busy() || held_) port_->plotResults();
 }
 
 void MainWindow::storeGraphChoices() {
@@ -571,6 +588,10 @@ void MainWindow::setRunning(bool running, bool filmOnly) {
   loadIteration_->setEnabled(!running);
   command("cmdHalt")->setEnabled(running);
   command("cmdSnapShot")->setEnabled(running && !filmOnly);
+  // Only a run's start offers the pause (cmdStart enables it).
+  held_ = false;
+  command("cmdPause")->setEnabled(false);
+  command("cmdResume")->setEnabled(false);
   if (auto* clear = findChild<QPushButton*>("cmdClear")) clear->setEnabled(!running);
 }
 
@@ -605,6 +626,46 @@ void MainWindow::cmdStart() {
            command("CmdStart")->setEnabled(!outcome->halted);
            showColumnLabels(*column_);
          });
+  command("cmdPause")->setEnabled(true);
+}
+
+void MainWindow::cmdPause() {
+  if (!busy() || filmRunning_ || held_) return;
+  port_->requestPause();
+  command("cmdPause")->setEnabled(false);
+  status_->setText("The run will pause before its next iteration...");
+}
+
+void MainWindow::onHeld(int iteration) {
+  // A held turn signalled before a halt or the end of the job is of no use any more.
+  if (!busy() || port_->haltRequested()) return;
+  held_ = true;
+  command("cmdResume")->setEnabled(true);
+  enableSetupForms();
+  moduleId_->setText("Paused");
+  status_->setText(QString("Paused after iteration %1: the setup may be edited; Resume goes on "
+                           "with the edits.")
+                       .arg(iteration));
+}
+
+void MainWindow::cmdResume() {
+  if (!held_) return;
+  held_ = false;
+  enableSetupForms();
+  command("cmdResume")->setEnabled(false);
+  command("cmdPause")->setEnabled(true);
+  moduleId_->clear();
+  status_->setText("Running calculation...");
+  // From here on the run owns the column and the settings again.
+  port_->resume();
+}
+
+void MainWindow::enableSetupForms() {
+  const bool free = !busy();
+  for (const char* name : {"mnuSetupInfiltrant", "mnuSetupCompaction", "mnuInflation",
+                           "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
+    command(name)->setEnabled(free || held_);
+  command("mnuSetupBulk")->setEnabled(free);
 }
 
 void MainWindow::cmdFindInitial() {
@@ -621,6 +682,11 @@ void MainWindow::cmdFindInitial() {
 
 void MainWindow::cmdHalt() {
   if (!busy()) return;
+  if (held_) {
+    held_ = false;
+    enableSetupForms();
+    command("cmdResume")->setEnabled(false);
+  }
   port_->requestHalt();
   moduleId_->clear();
 }
@@ -640,6 +706,7 @@ void MainWindow::cmdLoadLastIteration() {
   }
   log_->append("----------------------------");
   log_->append("Loaded iteration: " + std::to_string(n));
+  restoreFluidizationRatio(*column_, settings_);
   showColumnLabels(*column_);
   onLabel("lblVwater",
           q(vwaterLabel(vaporVelocity(*column_, settings_, VaporVelocityAt::SetupRead), 1e-8)));
@@ -655,6 +722,7 @@ void MainWindow::cmdShowMovie() {
   runJob(
       [this, pause] {
         replayIterations(folder_, *column_, *log_, [this, pause](int) {
+          restoreFluidizationRatio(*column_, settings_);
           for (const auto& [name, text] : columnLabelTexts(*column_))
             port_->setLabel(name.toStdString(), text.toStdString());
           port_->presentFrame();
@@ -929,11 +997,12 @@ OptionsDialog& MainWindow::optionsDialog() {
 
 SetupDialog& MainWindow::setupDialog(const QString& name) {
   QPointer<SetupDialog>& d = setupDialogs_[name];
-  if (d) return *d;
+  if (d) {
+    d->setRunHeld(held_);
+    return *d;
+  }
   SetupServices services;
-  services.model = [this]() -> EquilibriumModel& {
-    return columnSolver(*ctx_).model(*column_, settings_, *log_, *port_);
-  };
+  services.searcher = searcher_.get();
   if (name == "MiscForm")
     d = new MiscDialog(*column_, settings_, *port_, this);
   else if (name == "CompactForm")
@@ -949,6 +1018,7 @@ SetupDialog& MainWindow::setupDialog(const QString& name) {
   else
     d = new PartitionDialog(*column_, settings_, *port_, this);
   connect(d, &SetupDialog::setupChanged, this, &MainWindow::setupEdited);
+  d->setRunHeld(held_);
   return *d;
 }
 
@@ -959,8 +1029,8 @@ NodeViewer& MainWindow::nodeViewer() {
     connect(nodeViewer_, &NodeViewer::repairRequested, this,
             [this](int node, NodeViewer::Repair repair) {
               if (busy()) return;
-              static constexpr const char* kHow[] = {"the mean of its neighbours",
-                                                     "the node above", "the node below"};
+              static constexpr const char* kHow[] = {"the mean of its neighbours", "the node above",
+                                                     "the node below"};
               if (!ask(QString("Replace the state of node %1 by %2?")
                            .arg(node)
                            .arg(kHow[static_cast<int>(repair)])))
@@ -974,8 +1044,9 @@ NodeViewer& MainWindow::nodeViewer() {
 
 void MainWindow::setupEdited() {
   // The forms set the labels of their own fields; the column's follow here.
+  if (busy() && !held_) return;
   showColumnLabels(*column_);
-  command("CmdStart")->setEnabled(true);
+  if (!busy()) command("CmdStart")->setEnabled(true);
   refreshGraphs();
 }
 

@@ -39,6 +39,7 @@ class ExcludeDialog;
 class OptionsDialog;
 class SetupDialog;
 class NodeViewer;
+class FormSearcher;
 
 inline constexpr const char* kVersion = "7.03";
 
@@ -65,6 +66,8 @@ class MainWindow : public QMainWindow {
   QString eventsText() const;
   GraphPanel* graph(int k) const { return graphs_[k]; }
   bool busy() const { return worker_ != nullptr; }
+  // A run waits between two iterations (Pause); the setup forms may be used meanwhile.
+  bool held() const { return held_; }
   // The column as the window knows it; only while nothing runs.
   const Column& column() const { return *column_; }
   Column& column() { return *column_; }
@@ -112,6 +115,12 @@ class MainWindow : public QMainWindow {
   // --- Commands ----------------------------------------------------------------------------
   void cmdStart();
   void cmdHalt();
+  void cmdPause();
+  void cmdResume();
+  void onHeld(int iteration);
+  // The setup forms' menu entries: enabled while nothing runs, and while a run is held (all but
+  // the bulk form, whose fields are the initial state).
+  void enableSetupForms();
   void cmdFindInitial();
   void cmdLoadLastIteration();
   void cmdShowMovie();
@@ -162,6 +171,7 @@ class MainWindow : public QMainWindow {
   bool remember_;
   bool closeAfterJob_ = false;
   bool filmRunning_ = false;
+  bool held_ = false;
   int iterationLimit_ = -1;
   int filmPause_ = 150;
   QVector<int> filmFrames_;
@@ -186,6 +196,7 @@ class MainWindow : public QMainWindow {
   QPointer<ExcludeDialog> exclude_;
   QPointer<OptionsDialog> options_;
   std::map<QString, QPointer<SetupDialog>> setupDialogs_;
+  std::unique_ptr<FormSearcher> searcher_;
   QPointer<NodeViewer> nodeViewer_;
   QTimer progressTimer_;
   std::map<QString, QLabel*> labels_;  // the display fields by control name

@@ -2,19 +2,24 @@
 
 #include <QButtonGroup>
 #include <QDialogButtonBox>
+#include <QEventLoop>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QThread>
 #include <QVBoxLayout>
 #include <cmath>
+#include <vector>
 
 #include "base/fault.h"
 #include "base/text_format.h"
 #include "base/vb.h"
 #include "run/initial_state.h"
+#include "run/node_equilibrium.h"
 #include "thermo/constants.h"
 #include "thermo/silicate_liquid.h"
 #include "trace/partition_preset.h"
@@ -99,6 +104,82 @@ bool normalizeTo100(const std::function<double&(int)>& ox) {
 
 }  // namespace
 
+// --- The searches ----------------------------------------------------------------------------
+
+class FormSearcher::SearchPort : public Port {
+ public:
+  explicit SearchPort(Port& window) : window_(window) {}
+  void setStatus(std::string_view t) override { window_.setStatus(t); }
+  void setModuleId(std::string_view t) override { window_.setModuleId(t); }
+  void setLabel(std::string_view n, std::string_view t) override { window_.setLabel(n, t); }
+  void appendEvent(std::string_view t) override { window_.appendEvent(t); }
+  void showMessage(std::string_view t) override { window_.showMessage(t); }
+  bool askYesNo(std::string_view question) override { return window_.askYesNo(question); }
+  void beep() override { window_.beep(); }
+  // A search tests its own halt flag at each step; nothing else waits for a turn.
+  void doEvents() override {}
+  void showProgress(const ProgressInfo& info) override {
+    if (progress) progress(info);
+  }
+  void plotResults() override {}
+  Progress progress;
+
+ private:
+  Port& window_;
+};
+
+// A search's reports go to the events view and the status line; a search never pauses to ask.
+class FormSearcher::SearchDiagnostics : public Diagnostics {
+ public:
+  explicit SearchDiagnostics(Port& port) : port_(port) {}
+  void ErrorReport(const std::string& msg, bool) override {
+    port_.appendEvent(msg);
+    port_.setStatus(msg);
+  }
+
+ private:
+  Port& port_;
+};
+
+FormSearcher::FormSearcher(const Column& column, const Settings& settings, Port& windowPort)
+    : column_(column),
+      settings_(settings),
+      port_(std::make_unique<SearchPort>(windowPort)),
+      diag_(std::make_unique<SearchDiagnostics>(*port_)) {}
+
+FormSearcher::~FormSearcher() = default;
+
+void FormSearcher::halt() {
+  diag_->HaltFlag = true;
+}
+
+void FormSearcher::run(const Job& job, Progress progress) {
+  if (running_) return;
+  // The model follows the column's exclusions and activity options; it is made (or made anew)
+  // here, on the window's thread, which owns the column.
+  if (!solver_) solver_ = std::make_unique<ColumnSolver>();
+  EquilibriumModel& model = solver_->model(column_, settings_, *diag_, *port_);
+  diag_->HaltFlag = false;
+  diag_->ErrorFlag = false;
+  port_->progress = std::move(progress);
+  running_ = true;
+  QThread* thread = QThread::create([&] {
+    try {
+      job(model, *port_);
+    } catch (const Fault& f) {
+      port_->showMessage(std::to_string(f.number()) + " error in the search: " + f.what());
+    }
+  });
+  QEventLoop loop;
+  QObject::connect(thread, &QThread::finished, &loop, &QEventLoop::quit);
+  thread->start();
+  loop.exec();
+  thread->wait();
+  delete thread;
+  port_->progress = nullptr;
+  running_ = false;
+}
+
 // --- The common part -------------------------------------------------------------------------
 
 SetupDialog::SetupDialog(Column& column, Settings& settings, Port& port, const char* name,
@@ -131,6 +212,102 @@ void SetupDialog::showText(QLineEdit* field, const std::string& t) {
 
 void SetupDialog::message(std::string_view t) {
   port_.showMessage(t);
+}
+
+QWidget* SetupDialog::makeSearchBar() {
+  searchBar_ = new QWidget(this);
+  auto* layout = new QHBoxLayout(searchBar_);
+  layout->setContentsMargins(0, 0, 0, 0);
+  searchLine_ = new QLabel(searchBar_);
+  searchLine_->setObjectName("lblSearch");
+  searchLine_->setMinimumWidth(360);
+  searchProgress_ = new QProgressBar(searchBar_);
+  searchProgress_->setObjectName("pbSearch");
+  searchProgress_->setRange(0, 100);
+  searchProgress_->setValue(0);
+  searchProgress_->setTextVisible(true);
+  searchProgress_->setMaximumWidth(160);
+  // Shown only while a search goes: an empty bar would pass for a field.
+  searchProgress_->hide();
+  searchProgress_->setToolTip("How far the leading phase's affinity has come toward zero");
+  halt_ = button(searchBar_, "cmdHalt", "&Halt");
+  halt_->setEnabled(false);
+  halt_->setToolTip("Stop the search at its next step");
+  connect(halt_, &QPushButton::clicked, this, &SetupDialog::haltSearch);
+  layout->addWidget(searchLine_, 1);
+  layout->addWidget(searchProgress_);
+  layout->addWidget(halt_);
+  return searchBar_;
+}
+
+void SetupDialog::haltSearch() {
+  if (searching_ && searcher_ != nullptr) searcher_->halt();
+}
+
+QString SetupDialog::searchText() const {
+  return searchLine_ != nullptr ? searchLine_->text() : QString();
+}
+
+void SetupDialog::reject() {
+  if (searching_) {
+    haltSearch();
+    return;
+  }
+  QDialog::reject();
+}
+
+bool SetupDialog::runSearch(SetupServices& services, const FormSearcher::Job& job) {
+  if (services.searcher == nullptr || searching_ || services.searcher->running()) return false;
+  searching_ = true;
+  searcher_ = services.searcher;
+  // Every control but Halt waits for the search.
+  std::vector<QWidget*> waiting;
+  for (QWidget* w : findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+    if (w != searchBar_ && w->isEnabled()) {
+      w->setEnabled(false);
+      waiting.push_back(w);
+    }
+  if (halt_ != nullptr) halt_->setEnabled(true);
+  if (searchProgress_ != nullptr) {
+    searchProgress_->setValue(0);
+    searchProgress_->show();
+  }
+  if (searchLine_ != nullptr) searchLine_->setText("Searching...");
+  reports_ = 0;
+  searcher_->run(job, [this](const ProgressInfo& info) {
+    const int n = ++reports_;
+    if (searchObserver_) searchObserver_(info);
+    QMetaObject::invokeMethod(
+        this, [this, info, n] { showSearchProgress(info, n); }, Qt::QueuedConnection);
+  });
+  if (halt_ != nullptr) halt_->setEnabled(false);
+  if (searchProgress_ != nullptr) searchProgress_->hide();
+  for (QWidget* w : waiting) w->setEnabled(true);
+  searching_ = false;
+  searcher_ = nullptr;
+  return true;
+}
+
+void SetupDialog::showSearchProgress(const ProgressInfo& info, int report) {
+  if (searchLine_ == nullptr) return;
+  const double a = info.affinities.empty() ? 0.0 : info.affinities.front();
+  const int phase = info.saturatedPhases.empty() ? 0 : info.saturatedPhases.front();
+  // The liquidus search's own measure: ln |affinity| + 3 falls from its first value (the
+  // scale) to 3 as the leading phase comes to saturation within 1 J.
+  const double term = std::log(std::max(std::fabs(a), 1.0)) + 3.0;
+  if (report == 1) searchScale_ = std::floor(term);
+  const double span = std::max(searchScale_ - 3.0, 1.0);
+  // The bar keeps the furthest point reached: a step that overshoots does not move it back.
+  const int value = std::clamp(static_cast<int>(100.0 * (searchScale_ - term) / span), 0, 100);
+  searchProgress_->setValue(report == 1 ? value : std::max(value, searchProgress_->value()));
+  searchLine_->setText(QString("Step %1:  %2 C,  %3,  affinity %4 J (%5)")
+                           .arg(info.attempt)
+                           .arg(q(formatNumber(info.temperatureK - kKelvinOffset, "0.00")))
+                           .arg(phase >= 1 && phase <= kPhases
+                                    ? q(PhaseNames[static_cast<std::size_t>(phase)])
+                                    : QString("-"))
+                           .arg(q(formatNumber(a, "0.0")))
+                           .arg(a < 0.0 ? "crystallizes" : "not saturated"));
 }
 
 void SetupDialog::checkField(QLineEdit* f, const Check& check, const Apply& apply) {
@@ -264,8 +441,9 @@ QRadioButton* MiscDialog::option(const QString& name) const {
 }
 
 void MiscDialog::refresh() {
+  // Each field in its own format from the start, as an accepted value shows.
   for (int k = 0; k < misc::kCount; ++k)
-    showText(fields_[static_cast<std::size_t>(k)], settings_.miscText(k));
+    showText(fields_[static_cast<std::size_t>(k)], settings_.miscShownText(k));
   fields_[misc::kVaporVelocity]->setToolTip(q(vwaterTip(settings_)));
   const Settings s = settings_;  // the toggles below write the settings
   option("optionBottomAccum")->setChecked(s.optionBottomAccum);
@@ -279,7 +457,9 @@ void MiscDialog::accept() {
   // A field being edited is checked before the form closes.
   if (auto* f = qobject_cast<QLineEdit*>(focusWidget())) emit f->editingFinished();
   hide();
-  column_.DimensionFarfield(settings_);
+  // The far field is sized and set to its initial temperatures at a fresh start; a run held
+  // between iterations keeps the temperatures it has reached.
+  if (!runHeld_) column_.DimensionFarfield(settings_);
   port_.plotResults();
   emit setupChanged();
   QDialog::accept();
@@ -539,6 +719,7 @@ BulkDialog::BulkDialog(Column& column, Settings& settings, Port& port, SetupServ
   layout->addLayout(top);
   layout->addWidget(block);
   layout->addLayout(commands);
+  layout->addWidget(makeSearchBar());
   layout->addWidget(okButtons(this, false));
   refresh();
 }
@@ -662,7 +843,10 @@ void BulkDialog::Liquidus() {
   double T = c.InitT(node_);
   // The node's own pressure once the column has one, else the top pressure.
   const double P = c.Press(node_) > 0.0 ? c.Press(node_) : c.TopPressure;
-  const LiquidusResult r = Find_Liquidus(services_.model(), port_, ox, T, P);
+  LiquidusResult r;
+  if (!runSearch(services_,
+                 [&](EquilibriumModel& m, Port& p) { r = Find_Liquidus(m, p, ox, T, P); }))
+    return;
   if (!r.found || !r.withinOneJoule) return;
   c.InitT(node_) = c.Temp(node_) = T;
   c.InitialNeeded = true;
@@ -737,8 +921,12 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
   chainFocus(comp_);
   properties_ = new QLabel(this);
   properties_->setObjectName("lblProperties");
+  mode_ = new QLabel(this);
+  mode_->setObjectName("lblMode");
+  mode_->setWordWrap(true);
 
   auto* form = new QFormLayout;
+  form->addRow(mode_);
   form->addRow(useListed_);
   form->addRow(useFirstLiq_);
   form->addRow("Flux rate (cm/s)", flux_);
@@ -757,6 +945,7 @@ InfiltrantDialog::InfiltrantDialog(Column& column, Settings& settings, Port& por
   layout->addLayout(form);
   layout->addWidget(block);
   layout->addLayout(commands);
+  layout->addWidget(makeSearchBar());
   layout->addWidget(okButtons(this, false));
   refresh();
 }
@@ -776,6 +965,12 @@ void InfiltrantDialog::refresh() {
   useListed_->setChecked(listed);
   useFirstLiq_->setChecked(!listed);
   showProperties();
+  // The infiltrant enters the column only in an infiltration run: say so when this one compacts.
+  mode_->setText(settings_.optionInfiltrate
+                     ? QString()
+                     : QString("This setup compacts: the infiltrant enters the column only in "
+                               "a run that infiltrates."));
+  mode_->setVisible(!settings_.optionInfiltrate);
 }
 
 void InfiltrantDialog::showProperties() {
@@ -803,8 +998,11 @@ void InfiltrantDialog::cdFindLiquid() {
 
 void InfiltrantDialog::cmdFindProperties() {
   Column& c = column_;
-  const LiquidProperties p = liquidProperties(services_.model(), c.InfiltrantOx,
-                                              c.InfiltrantT + kKelvinOffset, c.TopPressure);
+  const Array1<double> ox = c.InfiltrantOx;
+  const double T = c.InfiltrantT + kKelvinOffset, P = c.TopPressure;
+  LiquidProperties p;
+  if (!runSearch(services_, [&](EquilibriumModel& m, Port&) { p = liquidProperties(m, ox, T, P); }))
+    return;
   if (!p.ok) {
     message("Problem making system components - check the infiltrant's oxides.");
     return;
@@ -818,8 +1016,12 @@ void InfiltrantDialog::cmdFindProperties() {
 void InfiltrantDialog::cmdFindLiquidusT() {
   Column& c = column_;
   double T = std::max(c.InfiltrantT, 1000.0) + kKelvinOffset;
-  const LiquidusResult r =
-      Find_Liquidus(services_.model(), port_, c.InfiltrantOx, T, c.TopPressure);
+  const Array1<double> ox = c.InfiltrantOx;
+  const double P = c.TopPressure;
+  LiquidusResult r;
+  if (!runSearch(services_,
+                 [&](EquilibriumModel& m, Port& p) { r = Find_Liquidus(m, p, ox, T, P); }))
+    return;
   if (!r.found || !r.withinOneJoule) return;
   c.InfiltrantT = T - kKelvinOffset;
   refresh();
@@ -925,6 +1127,7 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
   layout->addLayout(form);
   layout->addWidget(block);
   layout->addLayout(commands);
+  layout->addWidget(makeSearchBar());
   layout->addWidget(okButtons(this, false));
   refresh();
 }
@@ -932,9 +1135,9 @@ InflationDialog::InflationDialog(Column& column, Settings& settings, Port& port,
 void InflationDialog::refresh() {
   const Column& c = column_;
   for (int k = 0; k < inflation::kFinalHeight; ++k)
-    showText(
-        fields_[static_cast<std::size_t>(k)],
-        formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]), "Fixed"));
+    showText(fields_[static_cast<std::size_t>(k)],
+             formatExact(c.InflationScalars(kInflationScalar[static_cast<std::size_t>(k)]),
+                         k == inflation::kStart ? "0" : "Fixed"));
   showText(fields_[inflation::kFinalHeight], settings_.inflationTargetText);
   showComposition(
       comp_, [&](int j) { return c.InflationOx(j); }, [&](int t) { return c.InflationTrace(t); });
@@ -969,8 +1172,11 @@ void InflationDialog::cmdGetBulkNode() {
 
 void InflationDialog::cmdFindProperties() {
   Column& c = column_;
-  const LiquidProperties p = liquidProperties(services_.model(), c.InflationOx,
-                                              c.InflationScalars(1) + kKelvinOffset, c.TopPressure);
+  const Array1<double> ox = c.InflationOx;
+  const double T = c.InflationScalars(1) + kKelvinOffset, P = c.TopPressure;
+  LiquidProperties p;
+  if (!runSearch(services_, [&](EquilibriumModel& m, Port&) { p = liquidProperties(m, ox, T, P); }))
+    return;
   if (!p.ok) {
     message("Problem making system components - check the magma's oxides.");
     return;
@@ -984,7 +1190,12 @@ void InflationDialog::cmdFindProperties() {
 void InflationDialog::cmdFindLiquidusT() {
   Column& c = column_;
   double T = std::max(c.InflationScalars(1), 1000.0) + kKelvinOffset;
-  const LiquidusResult r = Find_Liquidus(services_.model(), port_, c.InflationOx, T, c.TopPressure);
+  const Array1<double> ox = c.InflationOx;
+  const double P = c.TopPressure;
+  LiquidusResult r;
+  if (!runSearch(services_,
+                 [&](EquilibriumModel& m, Port& p) { r = Find_Liquidus(m, p, ox, T, P); }))
+    return;
   if (!r.found || !r.withinOneJoule) return;
   c.InflationScalars(1) = T - kKelvinOffset;
   refresh();
@@ -1052,9 +1263,14 @@ DiffusionDialog::DiffusionDialog(Column& column, Settings& settings, Port& port,
   note->setWordWrap(true);
   note->setMinimumWidth(460);
 
+  skipped_ = new QLabel(this);
+  skipped_->setObjectName("lblSkipped");
+  skipped_->setWordWrap(true);
+  skipped_->setStyleSheet("color: rgb(0,0,160)");
   auto* right = new QVBoxLayout;
   right->addWidget(note);
   right->addWidget(soret_);
+  right->addWidget(skipped_);
   right->addStretch(1);
   auto* row = new QHBoxLayout;
   row->addLayout(grid);
@@ -1080,6 +1296,11 @@ void DiffusionDialog::refresh() {
   showText(fields_[kTraceIndex], settings_.traceDiffusionText);
   showText(fields_[kGasIndex], settings_.gasDiffusionText);
   soret_->setChecked(savedUseSoret_ == 1);
+  // The coefficients matter only to a run that diffuses: say so when this setup skips it.
+  skipped_->setText(settings_.run.chkSkipMassDiffusion == 1
+                        ? QString("This setup skips liquid mass diffusion: the coefficients are "
+                                  "kept, and used once a setup diffuses.")
+                        : QString());
   massBalanceOx_ = diffusion::MassBalanceOx(c.MassDiffCoef);
   for (int j = 1; j <= kOxides; ++j)
     rowNames_[j]->setStyleSheet(j == massBalanceOx_ ? "color: rgb(255,0,0)" : "");
@@ -1181,7 +1402,7 @@ void PartitionDialog::showPhase(int phase) {
   phase_ = phase;
   if (phases_->currentIndex() != phase - 1) phases_->setCurrentIndex(phase - 1);
   for (int t = 1; t <= kTraces; ++t)
-    showText(fields_[t], formatExact(column_.DCoef(phase, t), "fixed"));
+    showText(fields_[t], formatExact(column_.DCoef(phase, t), kPartitionFormat));
 }
 
 void PartitionDialog::cmdDefault() {

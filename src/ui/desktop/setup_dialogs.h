@@ -16,7 +16,9 @@
 #include <QLineEdit>
 #include <QRadioButton>
 #include <array>
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -26,13 +28,51 @@
 #include "solver/equilibrium_model.h"
 #include "solver/liquidus.h"
 
+class QProgressBar;
+class QPushButton;
+
+namespace cx {
+class ColumnSolver;
+}
+
 namespace cx::desktop {
+
+// The forms' searches (the liquidus, a liquid's properties) can take seconds.  They work on a
+// thread of their own, with a phase-equilibrium model of their own, so that the window stays
+// alive, Halt stops them at their next step, and a run held between iterations keeps its own
+// solver as it was.  Texts and messages of a search reach the window's port (which carries them
+// over to the window's thread); its progress reports go to the form that started it.
+class FormSearcher {
+ public:
+  FormSearcher(const Column& column, const Settings& settings, Port& windowPort);
+  ~FormSearcher();
+  FormSearcher(const FormSearcher&) = delete;
+  FormSearcher& operator=(const FormSearcher&) = delete;
+
+  using Job = std::function<void(EquilibriumModel& model, Port& port)>;
+  using Progress = std::function<void(const ProgressInfo&)>;
+  // Runs `job` on the search thread with the model of the column's present options, and returns
+  // when it has ended; the window's events are handled meanwhile.  `progress` receives each
+  // report on the search thread.
+  void run(const Job& job, Progress progress);
+  // Asks the search in hand to stop at its next step (from any thread).
+  void halt();
+  bool running() const { return running_; }
+
+ private:
+  class SearchPort;
+  class SearchDiagnostics;
+  const Column& column_;
+  const Settings& settings_;
+  std::unique_ptr<SearchPort> port_;
+  std::unique_ptr<SearchDiagnostics> diag_;
+  std::unique_ptr<ColumnSolver> solver_;
+  bool running_ = false;
+};
 
 // What the dialogs need from the window beyond the column and the settings.
 struct SetupServices {
-  // The phase-equilibrium model of the column's options (for the liquidus and the liquid's
-  // properties); built on first use.
-  std::function<EquilibriumModel&()> model;
+  FormSearcher* searcher = nullptr;  // for the forms that search
 };
 
 class SetupDialog : public QDialog {
@@ -42,6 +82,22 @@ class SetupDialog : public QDialog {
   QLineEdit* field(const QString& name) const;
   // Shows the values of the column and the settings in the fields.
   virtual void refresh() = 0;
+  // The form is opened while a run is held between two iterations: its edits reach that run's
+  // next iteration, and what only a fresh start can take (the far field's size) waits.
+  void setRunHeld(bool held) { runHeld_ = held; }
+
+  // The search in hand (forms with a liquidus or properties command): cmdHalt stops it.
+  bool searching() const { return searching_; }
+  void haltSearch();
+  // The progress line of the last search.
+  QString searchText() const;
+  // Called on the search's thread with each of its progress reports (tests: to act at an exact
+  // step of a search).
+  void setSearchObserver(std::function<void(const ProgressInfo&)> observer) {
+    searchObserver_ = std::move(observer);
+  }
+  // Escape or the close box during a search halts the search; the form stays open.
+  void reject() override;
 
  signals:
   // A value of the setup changed: the window updates its labels and graphs.
@@ -50,6 +106,11 @@ class SetupDialog : public QDialog {
  protected:
   SetupDialog(Column& column, Settings& settings, Port& port, const char* name,
               const QString& title, QWidget* parent);
+  // The progress line, its bar and the Halt button (cmdHalt) of a form that searches.
+  QWidget* makeSearchBar();
+  // Runs a search through the window's searcher, every control but Halt waiting for it; false
+  // when no searcher is at hand or a search already runs.
+  bool runSearch(SetupServices& services, const FormSearcher::Job& job);
   using Check = std::function<FieldCheck(std::string_view text, std::string_view before)>;
   using Apply = std::function<void(const std::string& text)>;
   // A field whose check runs when it is left; `apply` receives what the field shows afterwards
@@ -62,10 +123,21 @@ class SetupDialog : public QDialog {
   Column& column_;
   Settings& settings_;
   Port& port_;
+  bool runHeld_ = false;
 
  private:
   void checkField(QLineEdit* field, const Check& check, const Apply& apply);
+  void showSearchProgress(const ProgressInfo& info, int report);
   bool checking_ = false;
+  bool searching_ = false;
+  FormSearcher* searcher_ = nullptr;  // of the search in hand
+  std::function<void(const ProgressInfo&)> searchObserver_;
+  QWidget* searchBar_ = nullptr;
+  QLabel* searchLine_ = nullptr;
+  QProgressBar* searchProgress_ = nullptr;
+  QPushButton* halt_ = nullptr;
+  std::atomic<int> reports_{0};  // progress reports of the search in hand
+  double searchScale_ = 1.0;
 };
 
 // MiscForm: tbInput(0..17) and the two groups of options.
@@ -170,6 +242,7 @@ class InfiltrantDialog : public SetupDialog {
   QRadioButton* useListed_ = nullptr;
   QRadioButton* useFirstLiq_ = nullptr;
   QLabel* properties_ = nullptr;
+  QLabel* mode_ = nullptr;
 };
 
 // InflationForm: the magma that inflates the column, and how far.
@@ -214,6 +287,7 @@ class DiffusionDialog : public SetupDialog {
   std::array<QLineEdit*, 2 * kOxides + 3> fields_{};
   std::array<QLabel*, kOxides + 1> rowNames_{};
   QCheckBox* soret_ = nullptr;
+  QLabel* skipped_ = nullptr;
   // The setup as it was on opening, for Cancel.
   Array2<double> savedCoef_;
   Array1<double> savedSoret_;
