@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -102,6 +103,8 @@ class TestDesktop : public QObject {
   void formSearchHalts();
   void miscFieldsShowTheirOwnFormat();
   void loadedIterationHasItsFluidizationRatio();
+  void runSwitchesAndConstraint();
+  void runSwitchesDuringARun();
 };
 
 void TestDesktop::sessionOfThePetrologist() {
@@ -1076,3 +1079,183 @@ void TestDesktop::loadedIterationHasItsFluidizationRatio() {
 
 QTEST_MAIN(TestDesktop)
 #include "test_desktop.moc"
+
+// The switches of the main window write the run options a saved setup carries; the run constraint
+// sets the run mode and the flux rate and gas velocity shown follow it, as a window opened on
+// that mode shows them.
+void TestDesktop::runSwitchesAndConstraint() {
+  Session s;
+  MainWindow& w = *s.window;
+  Settings& st = w.settings();
+  const Column& c = w.column();
+  // Every switch of the table, each showing its settings field.
+  const std::vector<std::pair<const char*, int RunOptions::*>> fields = {
+      {"chkSkipEquilibration", &RunOptions::chkSkipEquilibration},
+      {"chkSkipTDiffusion", &RunOptions::chkSkipTDiffusion},
+      {"chkSkipMassDiffusion", &RunOptions::chkSkipMassDiffusion},
+      {"chkSkipAdvection", &RunOptions::chkSkipAdvection},
+      {"chkSkipCompaction", &RunOptions::chkSkipCompaction},
+      {"chkSkipGas", &RunOptions::chkSkipGas},
+      {"chkSkipFarfield", &RunOptions::chkSkipFarfield},
+      {"chkTTop", &RunOptions::chkTTop},
+      {"chkTBottom", &RunOptions::chkTBottom},
+      {"chkConstantT", &RunOptions::chkConstantT},
+      {"chkSkipVolumeCorrection", &RunOptions::chkSkipVolumeCorrection},
+      {"chkSkipInterpolate", &RunOptions::chkSkipInterpolate},
+      {"chkSkipTrace", &RunOptions::chkSkipTrace},
+      {"chkPauseOnError", &RunOptions::chkPauseOnError}};
+  for (const auto& [name, field] : fields) {
+    QCheckBox* box = w.runSwitch(name);
+    QVERIFY2(box != nullptr && box->isEnabled(), name);
+    QVERIFY2(box->isChecked() == (st.run.*field == 1), name);
+  }
+  QCOMPARE(w.runSwitch("chkSkipEquilibration")->text(), QString("Skip Equilibration"));
+  QCOMPARE(w.runSwitch("chkSkipMassDiffusion")->text(), QString("Skip Liquid Mass Diffusion"));
+  QCOMPARE(w.runSwitch("chkTTop")->text(), QString("Float T (top)"));
+  QCOMPARE(w.runSwitch("chkPauseOnError")->text(), QString("Show All Errors"));
+  QCOMPARE(w.runSwitch("chkConstantT")->text(), QString("Fixed T, not S"));
+
+  // Each box flipped by a click flips its own field and no other.
+  const RunOptions before = st.run;
+  for (const auto& [name, field] : fields) {
+    RunOptions expected = st.run;
+    expected.*field = 1 - expected.*field;
+    w.runSwitch(name)->click();
+    QVERIFY2(st.run == expected, name);
+  }
+  for (const auto& [name, field] : fields) QCOMPARE(st.run.*field, 1 - before.*field);
+
+  // The saved setup carries the switches (all but "Fixed T, not S") to the command line's
+  // reader.
+  const QString file = s.dir.filePath("switches.cxd");
+  QVERIFY(saveSetupAs(w.folder(), file.toStdString(), w.column(), st, w.port()));
+  {
+    Column back;
+    Settings backSettings;
+    const SetupReadResult r = readSetupFile(file.toStdString(), back, backSettings);
+    QVERIFY2(r.ok, r.message.c_str());
+    for (const auto& [name, field] : fields)
+      if (std::string_view(name) != "chkConstantT")
+        QVERIFY2(backSettings.run.*field == st.run.*field, name);
+    QCOMPARE(backSettings.run.chkConstantT, 0);
+  }
+  // Opening the file shows what it holds, whatever the boxes showed.
+  for (const auto& [name, field] : fields) w.runSwitch(name)->click();
+  QVERIFY(st.run == before);
+  w.openSetupFile(file);
+  for (const auto& [name, field] : fields) {
+    if (std::string_view(name) == "chkConstantT") continue;
+    QVERIFY2(st.run.*field == 1 - before.*field, name);
+    QVERIFY2(w.runSwitch(name)->isChecked() == (st.run.*field == 1), name);
+  }
+
+  // The run constraint.  A gas velocity of twice the liquid's: the flux rate when infiltrating,
+  // the pile's characteristic velocity when compacting.
+  SetupDialog& misc = w.setupDialog("MiscForm");
+  misc.refresh();
+  type(misc, "tbInput(12)", "2");
+  misc.accept();
+  SetupDialog& infiltrant = w.setupDialog("InfiltrantForm");
+  infiltrant.refresh();
+  type(infiltrant, "txtbxFluxRate", "2.5e-6");
+  infiltrant.accept();
+  QCOMPARE(c.FluxRate, 2.5e-6);
+  QRadioButton* infiltrate = w.runConstraint("optionInfiltrate");
+  QRadioButton* compact = w.runConstraint("optionCompact");
+  QVERIFY(infiltrate != nullptr && compact != nullptr);
+  QCOMPARE(compact->isChecked(), st.optionCompact);
+  QCOMPARE(infiltrate->isChecked(), st.optionInfiltrate);
+  auto vwaterTipShown = [&w] { return w.findChild<QLabel*>("lblVwater")->toolTip(); };
+  compact->click();
+  QVERIFY(st.optionCompact && !st.optionInfiltrate);
+  QCOMPARE(w.labelText("lblFluxRate"), QString("Compacting"));
+  const double compaction = st.compactionVelocity();
+  QVERIFY(compaction > 0.0);
+  QCOMPARE(w.labelText("lblVwater").toStdString(), vwaterLabel(2.0 * compaction, 1e-8));
+  QCOMPARE(vwaterTipShown(), QString("V(water) = characteristic velocity * Vwater parameter"));
+  const QString compactVwater = w.labelText("lblVwater");
+  infiltrate->click();
+  QVERIFY(st.optionInfiltrate && !st.optionCompact);
+  QCOMPARE(w.labelText("lblFluxRate").toStdString(), formatNumber(2.5e-6, "scientific"));
+  QCOMPARE(w.labelText("lblVwater").toStdString(), vwaterLabel(2.0 * 2.5e-6, 1e-8));
+  QVERIFY(w.labelText("lblVwater") != compactVwater);
+  QCOMPARE(vwaterTipShown(), QString("V(water) = fluxrate * Vwater parameter"));
+  // A window that starts on this setup shows the same texts.
+  const QString infiltrating = s.dir.filePath("infiltrating.cxd");
+  QVERIFY(saveSetupAs(w.folder(), infiltrating.toStdString(), w.column(), st, w.port()));
+  {
+    Session other;
+    other.window->openSetupFile(infiltrating);
+    QVERIFY(other.window->runConstraint("optionInfiltrate")->isChecked());
+    QVERIFY(!other.window->runConstraint("optionCompact")->isChecked());
+    for (const char* label : {"lblFluxRate", "lblVwater"})
+      QCOMPARE(other.window->labelText(label), w.labelText(label));
+    QCOMPARE(other.window->findChild<QLabel*>("lblVwater")->toolTip(), vwaterTipShown());
+  }
+  // A negative parameter counts nodes per iteration, in either mode.
+  type(misc, "tbInput(12)", "-3");
+  misc.accept();
+  compact->click();
+  QCOMPARE(w.labelText("lblVwater"), QString("V(water) = 3 nodes per iteration"));
+  QCOMPARE(vwaterTipShown(), QString("V(water) = nodes per iteration"));
+  // Opening a setup puts back its mode.
+  w.openSetupFile(infiltrating);
+  QVERIFY(infiltrate->isChecked() && !compact->isChecked() && st.optionInfiltrate);
+  QCOMPARE(w.labelText("lblFluxRate").toStdString(), formatNumber(2.5e-6, "scientific"));
+}
+
+// The switches are disabled while a run computes and take effect at once while it is held:
+// iterations with "Skip Equilibration" checked leave every node's assemblage as iteration 0 left
+// it while the temperatures move on; unchecked during a pause, the next iteration re-equilibrates.
+void TestDesktop::runSwitchesDuringARun() {
+  Session s;
+  MainWindow& w = *s.window;
+  Column& c = w.column();
+  QCheckBox* skip = w.runSwitch("chkSkipEquilibration");
+  QVERIFY(!skip->isChecked() && w.settings().run.chkSkipEquilibration == 0);
+  skip->click();
+  QCOMPARE(w.settings().run.chkSkipEquilibration, 1);
+
+  auto done = std::make_shared<bool>(false);
+  w.port().setTurnObserver([&w, done](int iteration) {
+    if (*done || iteration != 2) return;
+    *done = true;
+    QMetaObject::invokeMethod(
+        &w, [&w] { w.command("cmdPause")->trigger(); }, Qt::BlockingQueuedConnection);
+  });
+  w.setIterationLimit(3);
+  w.command("CmdStart")->trigger();
+  QVERIFY(w.busy());
+  QVERIFY(!skip->isEnabled() && !w.runSwitch("chkTTop")->isEnabled());
+  QVERIFY(!w.runConstraint("optionCompact")->isEnabled());
+  QTRY_VERIFY_WITH_TIMEOUT(w.held(), 120000);
+  w.port().setTurnObserver({});
+  QCOMPARE(c.Iteration, 2);
+  QVERIFY(skip->isEnabled() && w.runConstraint("optionInfiltrate")->isEnabled());
+
+  // Two iterations without equilibration: the phases of every node are those of iteration 0.
+  bool temperatureMoved = false;
+  for (int i = 1; i <= c.NumNodes; ++i) {
+    QCOMPARE(c.FLiq(i), c.InitFLiq(i));
+    for (int k = 1; k <= kPhaseOrderSize; ++k) QCOMPARE(c.PhaseMass(i, k), c.InitPhaseMass(i, k));
+    for (int j = 1; j <= kOxides; ++j) {
+      QCOMPARE(c.LiqOx(i, j), c.InitLiqOx(i, j));
+      QCOMPARE(c.SolidOx(i, j), c.InitSolidOx(i, j));
+    }
+    temperatureMoved = temperatureMoved || c.Temp(i) != c.InitT(i);
+  }
+  QVERIFY2(temperatureMoved, "the column did not cool");
+
+  // Unchecked while held: the third iteration equilibrates the cooled nodes again.
+  skip->click();
+  QCOMPARE(w.settings().run.chkSkipEquilibration, 0);
+  w.command("cmdResume")->trigger();
+  QVERIFY(!skip->isEnabled());
+  QVERIFY(waitForJob(w));
+  QCOMPARE(c.Iteration, 3);
+  QVERIFY(skip->isEnabled() && !skip->isChecked());
+  double change = 0.0;
+  for (int i = 1; i <= c.NumNodes; ++i)
+    change = std::max(change, std::abs(c.FLiq(i) - c.InitFLiq(i)));
+  QVERIFY2(change > 1e-6, qPrintable(QString("largest change of FLiq %1").arg(change)));
+}

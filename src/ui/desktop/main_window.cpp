@@ -1,6 +1,8 @@
 #include "ui/desktop/main_window.h"
 
 #include <QApplication>
+#include <QButtonGroup>
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDockWidget>
@@ -17,6 +19,7 @@
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QScrollArea>
 #include <QSettings>
 #include <QSplitter>
@@ -24,6 +27,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 #include <cmath>
+#include <iterator>
 #include <tuple>
 
 #include "base/text_format.h"
@@ -79,6 +83,44 @@ constexpr DisplayField kDisplayFields[] = {
     {"lblSettling", "Crystals:", nullptr},
     {"lblInflation", "Inflation:", nullptr},
     {"lblTick", "Activity:", nullptr},
+};
+
+// The switches that steer a run: control name, caption and the settings field (1 = checked).
+struct RunSwitch {
+  const char* name;
+  const char* caption;
+  int RunOptions::*field;
+  const char* tip;
+};
+constexpr RunSwitch kRunSwitches[] = {
+    {"chkSkipEquilibration", "Skip Equilibration", &RunOptions::chkSkipEquilibration,
+     "The nodes are not re-equilibrated"},
+    {"chkSkipTDiffusion", "Skip T Diffusion", &RunOptions::chkSkipTDiffusion,
+     "Heat does not diffuse between the nodes"},
+    {"chkSkipMassDiffusion", "Skip Liquid Mass Diffusion", &RunOptions::chkSkipMassDiffusion,
+     "The liquid's components do not diffuse"},
+    {"chkSkipAdvection", "Skip All Mass Advection", &RunOptions::chkSkipAdvection,
+     "No liquid, solid or gas moves"},
+    {"chkSkipCompaction", "Skip Solid Mass Advection", &RunOptions::chkSkipCompaction,
+     "The solid stays in place"},
+    {"chkSkipGas", "Skip Gas Mass Advection", &RunOptions::chkSkipGas, "No gas moves"},
+    {"chkSkipFarfield", "Skip Thermal Farfield", &RunOptions::chkSkipFarfield,
+     "The end nodes are cooled directly; the far-field slabs are ignored"},
+    {"chkTTop", "Float T (top)", &RunOptions::chkTTop,
+     "The top node's temperature follows from its entropy; its cooling rate is not applied"},
+    {"chkTBottom", "Float T (bottom)", &RunOptions::chkTBottom,
+     "The bottom node's temperature follows from its entropy; its cooling rate is not applied"},
+    {"chkConstantT", "Fixed T, not S", &RunOptions::chkConstantT,
+     "Every node is equilibrated at fixed temperature instead of fixed entropy (not saved with "
+     "the setup)"},
+    {"chkSkipVolumeCorrection", "Skip dV Correction", &RunOptions::chkSkipVolumeCorrection,
+     "Changes of bulk volume on crystallization are ignored"},
+    {"chkSkipInterpolate", "Skip Interpolate if Error", &RunOptions::chkSkipInterpolate,
+     "A node that fails to equilibrate is not repaired from its neighbours"},
+    {"chkSkipTrace", "Skip Trace Elements", &RunOptions::chkSkipTrace,
+     "Trace elements are not distributed or moved"},
+    {"chkPauseOnError", "Show All Errors", &RunOptions::chkPauseOnError,
+     "Each failure stops the run and is shown"},
 };
 
 // A time in days, or in years above one year, with its caption.
@@ -146,6 +188,7 @@ MainWindow::MainWindow(const WindowOptions& options, QWidget* parent)
   auto* sideLayout = new QVBoxLayout(side);
   sideLayout->setContentsMargins(4, 4, 4, 4);
   sideLayout->addWidget(buildDisplayFields());
+  sideLayout->addWidget(buildRunOptions());
   progress_ = new ProgressPanel(side);
   sideLayout->addWidget(progress_, 1);
   split->addWidget(side);
@@ -370,6 +413,82 @@ QWidget* MainWindow::buildDisplayFields() {
   return box;
 }
 
+QWidget* MainWindow::buildRunOptions() {
+  runOptions_ = new QWidget(this);
+  auto* layout = new QVBoxLayout(runOptions_);
+  layout->setContentsMargins(0, 0, 0, 0);
+  auto* switches = new QGroupBox("Run options", runOptions_);
+  switches->setObjectName("fOptions");
+  auto* grid = new QGridLayout(switches);
+  grid->setContentsMargins(6, 4, 6, 4);
+  grid->setVerticalSpacing(1);
+  constexpr int kRows = (std::size(kRunSwitches) + 1) / 2;
+  int k = 0;
+  for (const RunSwitch& sw : kRunSwitches) {
+    auto* box = new QCheckBox(sw.caption, switches);
+    box->setObjectName(sw.name);
+    box->setToolTip(sw.tip);
+    grid->addWidget(box, k % kRows, k / kRows);
+    ++k;
+    runSwitches_[sw.name] = box;
+    // The run reads the switches at each use: a change while idle or held takes effect at once.
+    connect(box, &QCheckBox::toggled, this,
+            [this, field = sw.field](bool on) { settings_.run.*field = on ? 1 : 0; });
+  }
+  layout->addWidget(switches);
+
+  auto* constraint = new QGroupBox("Run Constraint", runOptions_);
+  constraint->setObjectName("frameRunConstraint");
+  auto* row = new QHBoxLayout(constraint);
+  row->setContentsMargins(6, 2, 6, 2);
+  optionInfiltrate_ = new QRadioButton("Infiltrate", constraint);
+  optionInfiltrate_->setObjectName("optionInfiltrate");
+  optionInfiltrate_->setToolTip("Liquid enters through the bottom; the pile does not compact");
+  optionCompact_ = new QRadioButton("Compact", constraint);
+  optionCompact_->setObjectName("optionCompact");
+  optionCompact_->setToolTip("The bottom is closed and the pile compacts");
+  auto* group = new QButtonGroup(constraint);
+  group->addButton(optionInfiltrate_);
+  group->addButton(optionCompact_);
+  row->addWidget(optionInfiltrate_);
+  row->addWidget(optionCompact_);
+  row->addStretch(1);
+  // A click sets the mode; the flux rate and the gas velocity shown follow it.
+  for (QRadioButton* b : {optionInfiltrate_, optionCompact_})
+    connect(b, &QRadioButton::clicked, this, [this] {
+      settings_.optionInfiltrate = optionInfiltrate_->isChecked();
+      settings_.optionCompact = optionCompact_->isChecked();
+      showRunModeLabels();
+    });
+  layout->addWidget(constraint);
+  return runOptions_;
+}
+
+QCheckBox* MainWindow::runSwitch(const QString& name) const {
+  const auto it = runSwitches_.find(name);
+  return it == runSwitches_.end() ? nullptr : it->second;
+}
+
+QRadioButton* MainWindow::runConstraint(const QString& name) const {
+  if (name == "optionInfiltrate") return optionInfiltrate_;
+  if (name == "optionCompact") return optionCompact_;
+  return nullptr;
+}
+
+void MainWindow::showRunOptions() {
+  for (const RunSwitch& sw : kRunSwitches) {
+    QCheckBox* box = runSwitches_.at(sw.name);
+    const QSignalBlocker block(box);
+    box->setChecked(settings_.run.*(sw.field) == 1);
+  }
+  // Exclusive buttons cannot both be cleared; a file that sets neither shows neither checked.
+  QButtonGroup* group = optionInfiltrate_->group();
+  group->setExclusive(false);
+  optionInfiltrate_->setChecked(settings_.optionInfiltrate);
+  optionCompact_->setChecked(settings_.optionCompact);
+  group->setExclusive(true);
+}
+
 QWidget* MainWindow::buildGraphs() {
   auto* area = new QWidget(this);
   auto* layout = new QVBoxLayout(area);
@@ -470,6 +589,7 @@ void MainWindow::startup(const fs::path& setup) {
     onLabel("Title", " CUmulex [CXsetup.cxd]");
   }
   loadGraphChoices();
+  showRunOptions();
   showSetupLabels();
   showColumnLabels(*column_);
   onLabel("lblTimeStep", "0.0000");
@@ -479,9 +599,7 @@ void MainWindow::startup(const fs::path& setup) {
 void MainWindow::showSetupLabels() {
   const Column& c = *column_;
   const Settings& s = settings_;
-  onLabel("lblFluxRate",
-          s.optionInfiltrate ? q(formatNumber(c.FluxRate, "scientific")) : QString("Compacting"));
-  onLabel("lblVwater", q(vwaterLabel(vaporVelocity(c, s, VaporVelocityAt::SetupRead), 1e-8)));
+  showRunModeLabels();
   onLabel("lblTopCoolRate", q(formatNumber(c.TopCoolRate * kSecondsPerDay, "#0.00000")));
   onLabel("lblBottomCoolRate", q(formatNumber(c.BottomCoolRate * kSecondsPerDay, "#0.00000")));
   onLabel("lblMixing", s.optionMix ? "Mixed" : s.optionDisplace ? "Displace" : "");
@@ -490,6 +608,14 @@ void MainWindow::showSetupLabels() {
                          : s.optionBottomAccum ? "Xtl set'lg"
                                                : "");
   onLabel("lblInflation", s.chkInflate == 1 ? "Active" : "Inactive");
+}
+
+void MainWindow::showRunModeLabels() {
+  onLabel("lblFluxRate", settings_.optionInfiltrate
+                             ? q(formatNumber(column_->FluxRate, "scientific"))
+                             : QString("Compacting"));
+  onLabel("lblVwater", q(vwaterParameterLabel(*column_, settings_)));
+  if (auto* l = findChild<QLabel*>("lblVwater")) l->setToolTip(q(vwaterTip(settings_)));
 }
 
 void MainWindow::showColumnLabels(const Column& c) {
@@ -586,6 +712,7 @@ void MainWindow::setRunning(bool running, bool filmOnly) {
     command(name)->setEnabled(!running);
   recentMenu_->setEnabled(!running);
   loadIteration_->setEnabled(!running);
+  runOptions_->setEnabled(!running);
   command("cmdHalt")->setEnabled(running);
   command("cmdSnapShot")->setEnabled(running && !filmOnly);
   // Only a run's start offers the pause (cmdStart enables it).
@@ -606,6 +733,7 @@ void MainWindow::runJob(const std::function<void()>& job, const std::function<vo
     onResults();
     onProgress();
     setRunning(false);
+    showRunOptions();
     after();
     port_->clearRequests();
     emit jobFinished();
@@ -666,6 +794,7 @@ void MainWindow::enableSetupForms() {
                            "mnuSetupDiffusionCoefs", "mnuPartitionCoefs", "mnuSetupMisc"})
     command(name)->setEnabled(free || held_);
   command("mnuSetupBulk")->setEnabled(free);
+  runOptions_->setEnabled(free || held_);
 }
 
 void MainWindow::cmdFindInitial() {
@@ -707,6 +836,7 @@ void MainWindow::cmdLoadLastIteration() {
   log_->append("----------------------------");
   log_->append("Loaded iteration: " + std::to_string(n));
   restoreFluidizationRatio(*column_, settings_);
+  showRunOptions();
   showColumnLabels(*column_);
   onLabel("lblVwater",
           q(vwaterLabel(vaporVelocity(*column_, settings_, VaporVelocityAt::SetupRead), 1e-8)));
@@ -827,6 +957,7 @@ void MainWindow::openSetupFile(const QString& file) {
   setupFile_ = file;
   rememberFile(file);
   loadGraphChoices();
+  showRunOptions();
   showSetupLabels();
   showColumnLabels(*column_);
   if (exclude_) exclude_->refresh();

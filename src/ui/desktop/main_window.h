@@ -28,8 +28,11 @@
 #include "run/run_context.h"
 #include "ui/desktop/gui_port.h"
 
+class QCheckBox;
 class QComboBox;
+class QGroupBox;
 class QPrinter;
+class QRadioButton;
 
 namespace cx::desktop {
 
@@ -89,6 +92,10 @@ class MainWindow : public QMainWindow {
   SetupDialog& setupDialog(const QString& name);
   NodeViewer& nodeViewer();
   QLineEdit* loadIterationField() const { return loadIteration_; }
+  // The check box of a run switch by control name ("chkSkipEquilibration", ...), and the two
+  // buttons of the run constraint ("optionInfiltrate", "optionCompact").
+  QCheckBox* runSwitch(const QString& name) const;
+  QRadioButton* runConstraint(const QString& name) const;
   // Opens a setup file (mnuOpen after its dialog); a bad file leaves everything as it was.
   void openSetupFile(const QString& file);
   // Prints the four graphs to a PDF file (the print command's painting); false on failure.
@@ -109,6 +116,8 @@ class MainWindow : public QMainWindow {
   void buildMenus();
   QWidget* buildDisplayFields();
   QWidget* buildGraphs();
+  // The frames "Run options" (the run switches) and "Run Constraint" (infiltration or compaction).
+  QWidget* buildRunOptions();
   void buildEventsDock();
   QAction* makeCommand(const char* name, const QString& caption, const QKeySequence& key = {});
 
@@ -149,6 +158,10 @@ class MainWindow : public QMainWindow {
   // The display fields that follow from the setup and from the column as it stands.
   void showSetupLabels();
   void showColumnLabels(const Column& c);
+  // lblFluxRate and lblVwater (with its tool tip): they follow the run mode.
+  void showRunModeLabels();
+  // The run switches and the run constraint as the settings hold them.
+  void showRunOptions();
   void refreshGraphs();
   // The graph choices of the window into the settings (saved with the setup) and back.
   void storeGraphChoices();
@@ -182,6 +195,10 @@ class MainWindow : public QMainWindow {
 
   std::map<QString, QAction*> commands_;
   QLineEdit* loadIteration_ = nullptr;
+  QWidget* runOptions_ = nullptr;  // both frames, enabled like the setup forms
+  std::map<QString, QCheckBox*> runSwitches_;
+  QRadioButton* optionInfiltrate_ = nullptr;
+  QRadioButton* optionCompact_ = nullptr;
   std::array<GraphPanel*, 5> graphs_{};
   QComboBox* oxideSelect_ = nullptr;
   QComboBox* traceSelect_ = nullptr;
