@@ -300,22 +300,39 @@ struct Run {
   }
 
   // A state handed in for another bulk (a column node whose bulk moved) keeps its phases; the
-  // liquid takes up the difference, when no liquid component turns negative by it.
+  // liquid takes up the difference.  Where the crystals hold more of a component than the new
+  // bulk leaves for them (the liquid would turn negative), every listed phase is scaled down by
+  // one factor, the largest that leaves the liquid at least its floor of each component: the
+  // phases and their compositions stay as the last call found them, only less of them.
   void rebalanceIncoming() {
     const int length = listedLength();
     if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector) return;
     for (int k = 1; k <= st.PhaseCount; ++k)
       if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return;
-    std::array<double, kN + 1> liquidNew{};
+    std::array<double, kN + 1> solids{};
+    double scale = 1.0;
     for (int i = 1; i <= kN; ++i) {
-      double solids = 0.0;
+      double held = 0.0;
       int c = kN;
       for (int k = 1; k <= st.PhaseCount; ++k) {
         const int id = st.Phaselist(k);
         for (int j = 1; j <= endCount(id); ++j)
-          solids += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+          held += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
       }
-      liquidNew[static_cast<std::size_t>(i)] = st.BulkMoles(i) - solids;
+      solids[static_cast<std::size_t>(i)] = held;
+      if (!std::isfinite(held)) return;
+      const double room = st.BulkMoles(i) - (st.BulkMoles(i) > 0.0 ? liquidFloor(i) : 0.0);
+      if (held > 0.0 && held > room) scale = std::min(scale, std::max(room, 0.0) / held);
+    }
+    if (!(scale > 0.0)) return;
+    if (scale < 1.0) {
+      for (int i = kN + 1; i <= length; ++i) st.Xstable(i) *= scale;
+      for (int i = 1; i <= kN; ++i) solids[static_cast<std::size_t>(i)] *= scale;
+    }
+    std::array<double, kN + 1> liquidNew{};
+    for (int i = 1; i <= kN; ++i) {
+      liquidNew[static_cast<std::size_t>(i)] =
+          st.BulkMoles(i) - solids[static_cast<std::size_t>(i)];
       if (!(liquidNew[static_cast<std::size_t>(i)] >= 0.0)) return;
     }
     for (int i = 1; i <= kN; ++i) st.Xstable(i) = liquidNew[static_cast<std::size_t>(i)];
