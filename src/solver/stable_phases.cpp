@@ -1042,7 +1042,7 @@ struct Run {
     double best = 1.0;
     for (int i = 1; i <= kN; ++i) {
       if (st.Xstable(i) < liquidFloor(i) && st.BulkMoles(i) > 0.0 &&
-          std::fabs(st.Xstable(i) - Xold(i)) > 1e-6) {
+          std::fabs(st.Xstable(i) - Xold(i)) > 1e-3 * liquidFloor(i)) {
         const double q = (liquidFloor(i) - Xold(i)) / (st.Xstable(i) - Xold(i));
         double t = q;
         if (!(t > 0.0)) t = 0.01;
