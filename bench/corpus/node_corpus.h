@@ -164,6 +164,12 @@ struct Outcome {
   double T = 0.0;       // K, as solved
   double liquid = 0.0;  // g per 100 g, when converged
   std::vector<int> phases;
+  std::vector<double> grams;  // of each listed phase, g per 100 g, when converged
+  // The system's free energy (J) and enthalpy (J) at the result, its liquid and every listed
+  // phase at the composition it holds: the quantity a fixed-T solve minimizes, and the one a
+  // fixed-S solve minimizes.
+  double G = 0.0, H = 0.0;
+  MinimizerCounters counters;
 };
 
 // The solver of one source's options: tables, model and minimizer context, reused from state
@@ -203,9 +209,24 @@ class Solver {
     out.message = r.message;
     out.inner = r.counters.innerSteps;
     out.T = r.T;
+    out.counters = r.counters;
     if (r.converged) {
       for (int i = 1; i <= kLiquidComponents; ++i) out.liquid += st.Xstable(i) * ctx_.liquidMW(i);
-      for (int k = 1; k <= st.PhaseCount; ++k) out.phases.push_back(st.Phaselist(k));
+      int c = kLiquidComponents;
+      for (int k = 1; k <= st.PhaseCount; ++k) {
+        const int id = st.Phaselist(k);
+        out.phases.push_back(id);
+        double g = 0.0;
+        for (int j = 1; j <= model_.activity->PhaseEndCount(id); ++j)
+          g += st.Xstable(++c) * model_.phases.PhaseEndMW(id, j);
+        out.grams.push_back(g);
+      }
+      double T = r.T, P = r.P;
+      int err = 0;
+      model_.setConditions(T, P);
+      Make_Gv(ctx_, st, T, P, ctx_.Gv, st.Xstable, st.Ncomp, true, err);
+      out.G = st.Gsystem;
+      out.H = ctx_.Htot;
     }
     return out;
   }

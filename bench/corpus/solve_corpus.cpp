@@ -8,7 +8,12 @@
 //     the node held, and prints for each start the failures by message and by the node's liquid
 //     (above 40 g, 15-40, 5-15, below 5 g per 100 g), the median and 95th-percentile time per
 //     solve (processor time of the thread), the inner-step counts, and how often the warm and cold
-//     answers disagree on the assemblage.
+//     answers disagree on the assemblage: the lists compared as sets (lists that differ only in
+//     the order the phases joined are counted apart), and where the sets differ, which answer
+//     has the lower free energy (G at fixed T, H at fixed S), with the differing phases' mass
+//     (written, one state a line, to OUT.disagree.csv with --csv).
+//   cumulex_solve_corpus FILE --pick SOURCE,ITERATION,NODE
+//     solves that one state and prints both answers and the minimizer's counters.
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -184,16 +189,17 @@ void summarize(const char* start, const std::vector<NodeState>& states,
 }
 
 int usage() {
-  std::fprintf(stderr,
-               "usage: cumulex_solve_corpus --make FILE [--iterations N] [--examples DIR]\n"
-               "       cumulex_solve_corpus FILE [--every K] [--csv OUT]\n");
+  std::fprintf(
+      stderr,
+      "usage: cumulex_solve_corpus --make FILE [--iterations N] [--examples DIR]\n"
+      "       cumulex_solve_corpus FILE [--every K] [--csv OUT] [--pick SOURCE,ITERATION,NODE]\n");
   return 2;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string makePath, corpusPath, csvPath;
+  std::string makePath, corpusPath, csvPath, pick;
   std::string examples = std::string(CUMULEX_SOURCE_DIR) + "/examples";
   int iterations = 500, every = 1;
   for (int a = 1; a < argc; ++a) {
@@ -206,6 +212,8 @@ int main(int argc, char** argv) {
       examples = argv[++a];
     } else if (arg == "--every" && a + 1 < argc) {
       every = std::max(1, std::atoi(argv[++a]));
+    } else if (arg == "--pick" && a + 1 < argc) {
+      pick = argv[++a];
     } else if (arg == "--csv" && a + 1 < argc) {
       csvPath = argv[++a];
     } else if (!arg.empty() && arg[0] != '-' && corpusPath.empty()) {
@@ -245,15 +253,33 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::vector<NodeState> states;
-  for (std::size_t k = 0; k < corpus.states.size(); k += static_cast<std::size_t>(every))
-    states.push_back(corpus.states[k]);
+  for (std::size_t k = 0; k < corpus.states.size(); k += static_cast<std::size_t>(every)) {
+    const NodeState& n = corpus.states[k];
+    if (pick.empty() ||
+        pick == n.source + "," + std::to_string(n.iteration) + "," + std::to_string(n.node))
+      states.push_back(n);
+  }
   const cx::ThermoTables tables = cx::loadThermoTables();
   const cx::LiquidTables liquidTables = cx::loadLiquidTables();
   std::map<std::string, std::unique_ptr<cx::corpus::Solver>> solvers;
   std::vector<Outcome> cold, warm;
-  int disagree = 0;
-  std::ofstream csv;
+  int disagree = 0, orderOnly = 0, warmLower = 0, coldLower = 0, sameEnergy = 0;
+  double negligibleApart = 0.0;
+  std::map<int, int> warmOnly, coldOnly;
+  auto phaseText = [](const Outcome& o) {
+    std::string t;
+    for (std::size_t k = 0; k < o.phases.size(); ++k) {
+      char buf[48];
+      std::snprintf(buf, sizeof buf, "%s%d:%.3g", k ? " " : "", o.phases[k], o.grams[k]);
+      t += buf;
+    }
+    return t;
+  };
+  std::ofstream csv, detail;
   if (!csvPath.empty()) {
+    detail.open(csvPath + ".disagree.csv");
+    detail << "source,iteration,node,mode,T_K,P_bar,liquid_g,warm_T,cold_T,dE_J,apart_g,"
+              "warm_phases,cold_phases\n";
     csv.open(csvPath);
     csv << "source,iteration,node,mode,T_K,P_bar,liquid_g,warm_converged,warm_ms,warm_inner,"
            "cold_converged,cold_ms,cold_inner,warm_message,cold_message\n";
@@ -266,7 +292,56 @@ int main(int argc, char** argv) {
     warm.push_back(solver->solve(n, true));
     cold.push_back(solver->solve(n, false));
     const Outcome &w = warm.back(), &c = cold.back();
-    if (w.converged && c.converged && w.phases != c.phases) ++disagree;
+    if (!pick.empty())
+      for (const Outcome* o : {&w, &c})
+        std::printf(
+            "%s: T %.6f K (from %.6f), converged %d, inner %d, liquid %.4f g, G %.3f J, "
+            "H %.3f J, %s\n  %s\n",
+            o == &w ? "warm" : "cold", o->T, n.T, o->converged, o->inner, o->liquid, o->G, o->H,
+            phaseText(*o).c_str(), o->message.c_str());
+    if (!pick.empty())
+      for (const Outcome* o : {&w, &c})
+        std::printf(
+            "  %s: reviews %d, adds %d, drops %d, readmissions %d, polish %d, bounded %d, "
+            "line-search failures %d, warm accepted %d\n",
+            o == &w ? "warm" : "cold", o->counters.reviews, o->counters.adds, o->counters.drops,
+            o->counters.readmissions, o->counters.polishSteps, o->counters.boundedSteps,
+            o->counters.lineSearchFailures, o->counters.warmAccepted);
+    if (w.converged && c.converged && w.phases != c.phases) {
+      ++disagree;
+      std::vector<int> a = w.phases, b = c.phases;
+      std::sort(a.begin(), a.end());
+      std::sort(b.begin(), b.end());
+      if (a == b) {
+        ++orderOnly;
+      } else {
+        // The energy the mode minimizes: G at fixed T, H at fixed S (both at the bulk and P).
+        const double dE = n.constantT ? w.G - c.G : w.H - c.H;
+        // The largest amount of a phase one answer lists and the other does not.
+        double apart = 0.0;
+        for (const Outcome* o : {&w, &c}) {
+          const Outcome* other = o == &w ? &c : &w;
+          for (std::size_t k = 0; k < o->phases.size(); ++k)
+            if (std::find(other->phases.begin(), other->phases.end(), o->phases[k]) ==
+                other->phases.end()) {
+              apart = std::max(apart, o->grams[k]);
+              ++(o == &w ? warmOnly : coldOnly)[o->phases[k]];
+            }
+        }
+        if (dE < -1.0)
+          ++warmLower;
+        else if (dE > 1.0)
+          ++coldLower;
+        else
+          ++sameEnergy;
+        if (std::fabs(dE) <= 1.0) negligibleApart = std::max(negligibleApart, apart);
+        if (detail)
+          detail << n.source << "," << n.iteration << "," << n.node << ","
+                 << (n.constantT ? "T" : "S") << "," << n.T << "," << n.P << "," << n.liquid << ","
+                 << w.T << "," << c.T << "," << dE << "," << apart << "," << phaseText(w) << ","
+                 << phaseText(c) << "\n";
+      }
+    }
     if (csv) {
       auto quoted = [](std::string s) {
         std::replace(s.begin(), s.end(), '"', '\'');
@@ -283,6 +358,16 @@ int main(int argc, char** argv) {
               corpusPath.c_str());
   summarize("warm (from the node's assemblage)", states, warm);
   summarize("cold (from the liquid alone)", states, cold);
-  std::printf("both converged on different assemblages: %d\n", disagree);
+  std::printf("both converged on different phase lists: %d (%d in another order only)\n", disagree,
+              orderOnly);
+  std::printf(
+      "  on different assemblages: warm lower by > 1 J %d, cold lower by > 1 J %d, "
+      "within 1 J %d (largest phase apart there %.3g g)\n",
+      warmLower, coldLower, sameEnergy, negligibleApart);
+  for (const auto* m : {&warmOnly, &coldOnly}) {
+    std::printf("  phases listed only %s:", m == &warmOnly ? "warm" : "cold");
+    for (const auto& [id, count] : *m) std::printf(" %d x%d", id, count);
+    std::printf("\n");
+  }
   return 0;
 }

@@ -55,6 +55,10 @@ struct Run {
   // The secant search.
   double x0 = 0.0, x1 = 0.0, r0 = 0.0, r1 = 0.0, firstStep = 0.0, searchTol = 0.0;
   double target = 0.0;
+  // The largest move of T (K) or P (bar) one secant pass may take, and the sign of the last
+  // move that met it: a search that keeps meeting it in one direction widens it.
+  double moveLimit = 0.0;
+  int clampedSign = 0;
 
   // The routine that first raised ErrorFlag in this call.  The liquid and saturation routines
   // raise it without a report of their own (they run thousands of times here); the minimizer
@@ -296,22 +300,39 @@ struct Run {
   }
 
   // A state handed in for another bulk (a column node whose bulk moved) keeps its phases; the
-  // liquid takes up the difference, when no liquid component turns negative by it.
+  // liquid takes up the difference.  Where the crystals hold more of a component than the new
+  // bulk leaves for them (the liquid would turn negative), every listed phase is scaled down by
+  // one factor, the largest that leaves the liquid at least its floor of each component: the
+  // phases and their compositions stay as the last call found them, only less of them.
   void rebalanceIncoming() {
     const int length = listedLength();
     if ((st.Ncomp != length && st.Ncomp != kN) || length == kN || length > kMaxStateVector) return;
     for (int k = 1; k <= st.PhaseCount; ++k)
       if (st.Phaselist(k) < 1 || st.Phaselist(k) >= kPhases) return;
-    std::array<double, kN + 1> liquidNew{};
+    std::array<double, kN + 1> solids{};
+    double scale = 1.0;
     for (int i = 1; i <= kN; ++i) {
-      double solids = 0.0;
+      double held = 0.0;
       int c = kN;
       for (int k = 1; k <= st.PhaseCount; ++k) {
         const int id = st.Phaselist(k);
         for (int j = 1; j <= endCount(id); ++j)
-          solids += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
+          held += m.phases.PhaseStoich(id, j, i) * st.Xstable(++c);
       }
-      liquidNew[static_cast<std::size_t>(i)] = st.BulkMoles(i) - solids;
+      solids[static_cast<std::size_t>(i)] = held;
+      if (!std::isfinite(held)) return;
+      const double room = st.BulkMoles(i) - (st.BulkMoles(i) > 0.0 ? liquidFloor(i) : 0.0);
+      if (held > 0.0 && held > room) scale = std::min(scale, std::max(room, 0.0) / held);
+    }
+    if (!(scale > 0.0)) return;
+    if (scale < 1.0) {
+      for (int i = kN + 1; i <= length; ++i) st.Xstable(i) *= scale;
+      for (int i = 1; i <= kN; ++i) solids[static_cast<std::size_t>(i)] *= scale;
+    }
+    std::array<double, kN + 1> liquidNew{};
+    for (int i = 1; i <= kN; ++i) {
+      liquidNew[static_cast<std::size_t>(i)] =
+          st.BulkMoles(i) - solids[static_cast<std::size_t>(i)];
       if (!(liquidNew[static_cast<std::size_t>(i)] >= 0.0)) return;
     }
     for (int i = 1; i <= kN; ++i) st.Xstable(i) = liquidNew[static_cast<std::size_t>(i)];
@@ -426,9 +447,16 @@ struct Run {
       }
       Count = 2;
     } else if (st.PhaseCount > 0) {
-      for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.Xstable(i);
+      // A state that cannot be balanced with this bulk (the liquid would have to give up more
+      // of a component than it holds) keeps only its list: the iteration starts from the bulk
+      // as liquid with a seed of each listed phase, and from that state, not from the one handed
+      // in.  Seeded from the liquid handed in, the solids' moles were lost; and with the step
+      // begun from the old vector the mass defect only shrank by the step length, bounded steps
+      // of a few per cent kept it (0.009 mol of SiO2 after 200 steps).
+      for (int i = 1; i <= kN; ++i) ctx.Nhat(i) = ctx.Xold(i) = st.BulkMoles(i);
       SetNhat(ctx, st, Ncomp, ctx.Nhat, ctx.NegOK);
       note("SetNhat");
+      for (int i = 1; i <= Ncomp; ++i) st.Xstable(i) = ctx.Xold(i) = ctx.Nhat(i);
       Count = Ncomp > kN ? 2 : 1;
     } else {
       st.PhaseCount = 0;
@@ -1014,7 +1042,7 @@ struct Run {
     double best = 1.0;
     for (int i = 1; i <= kN; ++i) {
       if (st.Xstable(i) < liquidFloor(i) && st.BulkMoles(i) > 0.0 &&
-          std::fabs(st.Xstable(i) - Xold(i)) > 1e-6) {
+          std::fabs(st.Xstable(i) - Xold(i)) > 1e-3 * liquidFloor(i)) {
         const double q = (liquidFloor(i) - Xold(i)) / (st.Xstable(i) - Xold(i));
         double t = q;
         if (!(t > 0.0)) t = 0.01;
@@ -1141,8 +1169,9 @@ struct Run {
   // state can lie 1e-4 mol from the minimum.  Once per settled assemblage the iteration goes on
   // until its step is below kPolishTolerance of the vector or for kMaxPolishSteps steps, which
   // takes it some twenty times closer; the review that follows confirms the assemblage.
+  bool polishable() const { return st.PhaseCount > 0 && listedLength() == Ncomp; }
   Stage finish() {
-    if (polished || st.PhaseCount == 0 || listedLength() != Ncomp) return Stage::G;
+    if (polished || !polishable()) return Stage::G;
     polishing = true;
     polishSteps = 0;
     Count = 16;
@@ -1155,8 +1184,15 @@ struct Run {
     LastDropped = 0;
     DropPasses = 0;
     for (int i = 1; i <= Ncomp; ++i) ctx.Nhat(i) = st.Xstable(i);
+    // The system's sums at the state reached.  A liquid alone takes no inner step, so nothing
+    // else has evaluated them at this T: the context still held the last call's (whose search
+    // had met its own target), and a search judged on them ended at once, at the start's T,
+    // 2.6 J/K off its entropy.
+    makeGv(ctx.Nhat, true);
     const bool onP = st.ConstantV && !st.ConstantH && !st.ConstantS;
     if (OuterCount == 0) {
+      moveLimit = onP ? 100.0 : 10.0;
+      clampedSign = 0;
       if (st.ConstantH) {
         target = st.Hsystem;
         searchTol = equilibrium::kEnthalpyTolerance;
@@ -1179,7 +1215,8 @@ struct Run {
     // Near the target the residual of a state that only passed the inner test is mostly the
     // error of that state (about 1e-3 J/K of entropy): the secant would chase it.  There the
     // state is polished first and the residual taken again.
-    if (!polished && std::fabs(r) <= kPolishBand * searchTol) return finish();
+    // (A liquid alone has nothing to polish: there the search goes on.)
+    if (!polished && polishable() && std::fabs(r) <= kPolishBand * searchTol) return finish();
     const double present = onP ? P : T;
     double next = present;
     if (OuterCount == 0) {
@@ -1211,15 +1248,20 @@ struct Run {
     ++OuterCount;
     ctx.counters.outerPasses = OuterCount;
     polished = false;  // a new temperature (or pressure): a new state to settle
-    if (onP) {
-      if (next - present > 100.0) next = present + 100.0;
-      if (next - present < -100.0) next = present - 100.0;
+    // Each pass moves T by at most 10 K (P by 100 bar), so that a secant through two distant
+    // assemblages cannot throw the state far off.  A target farther than the passes can walk
+    // at that pace (a column node set up 120 K below the temperature of its entropy) was
+    // missed: each pass that meets the limit in the direction of the last one doubles it.
+    const int sign = next > present + moveLimit ? 1 : (next < present - moveLimit ? -1 : 0);
+    if (sign != 0 && sign == clampedSign) moveLimit *= 2.0;
+    if (sign == 0) moveLimit = onP ? 100.0 : 10.0;
+    clampedSign = sign;
+    if (next - present > moveLimit) next = present + moveLimit;
+    if (next - present < -moveLimit) next = present - moveLimit;
+    if (onP)
       P = next < 1.0 ? 1.0 : (next > 100000.0 ? 100000.0 : next);
-    } else {
-      if (next - present > 10.0) next = present + 10.0;
-      if (next - present < -10.0) next = present - 10.0;
+    else
       T = next > 2000.0 ? 2000.0 : (next < 773.15 ? 773.15 : next);
-    }
     gibbs();
     makeGv(ctx.Nhat, true);
     if (st.PhaseCount == 0) {
