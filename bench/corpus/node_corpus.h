@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -170,7 +171,26 @@ struct Outcome {
   // fixed-S solve minimizes.
   double G = 0.0, H = 0.0;
   MinimizerCounters counters;
+  // The returned state vector (liquid components, then each listed phase's endmembers), moles.
+  std::vector<double> X;
 };
+
+// The first way two solves of one state differ, or empty when they are the same to the last
+// bit: convergence and message, temperature, phase list, every entry of the state vector and
+// the inner-step count.
+inline std::string firstDifference(const Outcome& a, const Outcome& b) {
+  auto sameBits = [](double x, double y) { return std::memcmp(&x, &y, sizeof x) == 0; };
+  if (a.converged != b.converged) return "convergence";
+  if (a.message != b.message) return "message: '" + a.message + "' / '" + b.message + "'";
+  if (!sameBits(a.T, b.T)) return "temperature";
+  if (a.phases != b.phases) return "phase list";
+  if (a.X.size() != b.X.size()) return "state vector length";
+  for (std::size_t k = 0; k < a.X.size(); ++k)
+    if (!sameBits(a.X[k], b.X[k])) return "state vector entry " + std::to_string(k + 1);
+  if (a.inner != b.inner)
+    return "inner steps " + std::to_string(a.inner) + " / " + std::to_string(b.inner);
+  return {};
+}
 
 // The solver of one source's options: tables, model and minimizer context, reused from state
 // to state as the column reuses them from node to node.
@@ -212,6 +232,7 @@ class Solver {
     out.counters = r.counters;
     if (r.converged) {
       for (int i = 1; i <= kLiquidComponents; ++i) out.liquid += st.Xstable(i) * ctx_.liquidMW(i);
+      for (int k = 1; k <= st.Ncomp; ++k) out.X.push_back(st.Xstable(k));
       int c = kLiquidComponents;
       for (int k = 1; k <= st.PhaseCount; ++k) {
         const int id = st.Phaselist(k);

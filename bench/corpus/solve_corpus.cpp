@@ -12,6 +12,10 @@
 //     the order the phases joined are counted apart), and where the sets differ, which answer
 //     has the lower free energy (G at fixed T, H at fixed S), with the differing phases' mass
 //     (written, one state a line, to OUT.disagree.csv with --csv).
+//   cumulex_solve_corpus FILE --history
+//     solves each state as above in one context per source, and again in a context made for
+//     that solve alone, and counts the solves whose answers differ in any bit (a solve must be
+//     a function of its state, not of what its context solved before).
 //   cumulex_solve_corpus FILE --pick SOURCE,ITERATION,NODE
 //     solves that one state and prints both answers and the minimizer's counters.
 #include <algorithm>
@@ -189,10 +193,10 @@ void summarize(const char* start, const std::vector<NodeState>& states,
 }
 
 int usage() {
-  std::fprintf(
-      stderr,
-      "usage: cumulex_solve_corpus --make FILE [--iterations N] [--examples DIR]\n"
-      "       cumulex_solve_corpus FILE [--every K] [--csv OUT] [--pick SOURCE,ITERATION,NODE]\n");
+  std::fprintf(stderr,
+               "usage: cumulex_solve_corpus --make FILE [--iterations N] [--examples DIR]\n"
+               "       cumulex_solve_corpus FILE [--every K] [--csv OUT] [--history]\n"
+               "                            [--pick SOURCE,ITERATION,NODE]\n");
   return 2;
 }
 
@@ -202,6 +206,7 @@ int main(int argc, char** argv) {
   std::string makePath, corpusPath, csvPath, pick;
   std::string examples = std::string(CUMULEX_SOURCE_DIR) + "/examples";
   int iterations = 500, every = 1;
+  bool history = false;
   for (int a = 1; a < argc; ++a) {
     const std::string arg = argv[a];
     if (arg == "--make" && a + 1 < argc) {
@@ -214,6 +219,8 @@ int main(int argc, char** argv) {
       every = std::max(1, std::atoi(argv[++a]));
     } else if (arg == "--pick" && a + 1 < argc) {
       pick = argv[++a];
+    } else if (arg == "--history") {
+      history = true;
     } else if (arg == "--csv" && a + 1 < argc) {
       csvPath = argv[++a];
     } else if (!arg.empty() && arg[0] != '-' && corpusPath.empty()) {
@@ -263,6 +270,7 @@ int main(int argc, char** argv) {
   const cx::LiquidTables liquidTables = cx::loadLiquidTables();
   std::map<std::string, std::unique_ptr<cx::corpus::Solver>> solvers;
   std::vector<Outcome> cold, warm;
+  int historyDiffers = 0;
   int disagree = 0, orderOnly = 0, warmLower = 0, coldLower = 0, sameEnergy = 0;
   double negligibleApart = 0.0;
   std::map<int, int> warmOnly, coldOnly;
@@ -292,6 +300,15 @@ int main(int argc, char** argv) {
     warm.push_back(solver->solve(n, true));
     cold.push_back(solver->solve(n, false));
     const Outcome &w = warm.back(), &c = cold.back();
+    if (history)
+      for (const Outcome* o : {&w, &c}) {
+        cx::corpus::Solver fresh(tables, liquidTables, corpus.options.at(n.source));
+        const std::string d = cx::corpus::firstDifference(*o, fresh.solve(n, o == &w));
+        if (d.empty()) continue;
+        if (++historyDiffers <= 20)
+          std::printf("history: %s,%d,%d %s differs alone: %s\n", n.source.c_str(), n.iteration,
+                      n.node, o == &w ? "warm" : "cold", d.c_str());
+      }
     if (!pick.empty())
       for (const Outcome* o : {&w, &c})
         std::printf(
@@ -358,6 +375,9 @@ int main(int argc, char** argv) {
               corpusPath.c_str());
   summarize("warm (from the node's assemblage)", states, warm);
   summarize("cold (from the liquid alone)", states, cold);
+  if (history)
+    std::printf("solves that differ when solved in a fresh context: %d of %zu\n", historyDiffers,
+                2 * states.size());
   std::printf("both converged on different phase lists: %d (%d in another order only)\n", disagree,
               orderOnly);
   std::printf(
