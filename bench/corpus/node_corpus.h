@@ -252,6 +252,7 @@ class Solver {
     return out;
   }
   EquilibriumModel& model() { return model_; }
+  MinimizerContext& context() { return ctx_; }
 
  private:
   RecordingDiagnostics diag_;

@@ -55,7 +55,7 @@ SaturationContext::SaturationContext(const PhaseTable& phaseTable, const Standar
       PhaseH(1, thermo_data::kNumPhases, 1, kMaxEnd),
       PhaseV(1, thermo_data::kNumPhases, 1, kMaxEnd),
       PhaseCp(1, thermo_data::kNumPhases, 1, kMaxEnd),
-      Affinity(1, thermo_data::kNumPhases, 1e6),
+      Affinity(1, thermo_data::kNumPhases, kNoAffinity),
       Aend(1, kMaxEnd),
       Gend(1, kMaxEnd),
       Xtrial(1, kMaxEnd),
@@ -64,6 +64,16 @@ SaturationContext::SaturationContext(const PhaseTable& phaseTable, const Standar
       X2(1, kMaxEnd + 1),
       Avail(1, kMaxEnd),
       unmix(activity) {}
+
+void SaturationContext::clear() {
+  for (Array2<double>* t : {&PhaseX, &PhaseR, &PhaseMu, &PhaseS, &PhaseH, &PhaseV, &PhaseCp})
+    t->erase();
+  Affinity.fill(kNoAffinity);
+  pyroxeneRow = 36;
+  silicaRow = 26;
+  pyroxeneAbbrev = "oen";
+  silicaAbbrev = "qtz";
+}
 
 int SaturationContext::endIndex(int id, int j) const {
   if (id == 16 && j == 1) return silicaRow;

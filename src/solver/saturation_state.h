@@ -40,6 +40,10 @@ struct SaturationContext {
   int endIndex(int id, int j) const;
   // The abbreviation of a phase, with the polymorphs chosen so far.
   std::string abbrev(int id) const;
+  // Back to the state of a new context: no phase evaluated (affinity kNoAffinity, every table
+  // entry 0) and the first polymorphs.  A solve starts from here, so that what it reads of
+  // these tables is what it wrote itself, never what the solve before it left.
+  void clear();
 
   // Work arrays, sized once.
   Array1<double> Aend, Gend, Xtrial, Act, Result, X2;

@@ -1401,6 +1401,12 @@ void CalcStablePhases(MinimizerContext& ctx, MinimizerState& st, double& T, doub
   ctx.counters = MinimizerCounters{};
   ctx.messages.clear();
   EquilibriumModel& m = *ctx.model;
+  // A solve is a function of its inputs (T, P, the bulk, the mode and its target, the state
+  // handed in), not of what this context solved before: the saturation tables and the system's
+  // sums start as in a new context.  Independent nodes can then be solved in parallel, one
+  // context per thread, with the numbers of a single thread.
+  m.sat->clear();
+  ctx.Vtot = ctx.Stot = ctx.Htot = ctx.Cptot = 0.0;
   Run run{ctx, st, T, P, ErrFlag, m, m.diag};
   runTrapped(m.diag, subroutineSuffix("CalcStablePhases"), [&] {
     try {

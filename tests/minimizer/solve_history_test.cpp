@@ -8,6 +8,7 @@
 // the state vector and the inner-step count.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -75,6 +76,89 @@ TEST(SolveHistory, TheHardStatesSolveTheSameInASharedContextAsAlone) {
       0)
       << report;
   EXPECT_EQ(solves, 28u);
+}
+
+// Every work array and table of a context overwritten with values no solve leaves there (NaN
+// for the numbers, wrong polymorphs and counts): a solve that reads any of them before it
+// writes it carries what the context held into its answer.
+void poison(corpus::Solver& s) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  MinimizerContext& c = s.context();
+  for (Array1<double>* a : {&c.Nhat, &c.Xold, &c.Gv, &c.Dvec, &c.mult, &c.up, &c.h, &c.g, &c.rnorm,
+                            &c.blockX, &c.muLower, &c.muEntry, &c.muAtX, &c.trial, &c.floorRow,
+                            &c.GvCopy, &c.kktGradient, &c.tangent})
+    a->fill(nan);
+  for (Array2<double>* a : {&c.Hess, &c.Cmat, &c.Ctrans, &c.block, &c.floorBasis, &c.HessCopy})
+    a->fill(nan);
+  c.NegOK.fill(true);
+  c.ConstraintList.fill(1);
+  c.ConstraintCount = 3;
+  c.Mc = 18;
+  c.ip.fill(1);
+  c.order.fill(1);
+  c.Vtot = c.Stot = c.Htot = c.Cptot = nan;
+  EquilibriumModel& m = s.model();
+  for (Array1<double>* a : {&m.Xliq, &m.MuLiq, &m.Sliq, &m.Hliq, &m.liquid.LiqMu}) a->fill(nan);
+  SaturationContext& sat = *m.sat;
+  for (Array2<double>* a : {&sat.PhaseX, &sat.PhaseR, &sat.PhaseMu, &sat.PhaseS, &sat.PhaseH,
+                            &sat.PhaseV, &sat.PhaseCp})
+    a->fill(nan);
+  for (Array1<double>* a :
+       {&sat.Affinity, &sat.Aend, &sat.Gend, &sat.Xtrial, &sat.Act, &sat.Result, &sat.X2})
+    a->fill(nan);
+  sat.Avail.fill(1);
+  sat.pyroxeneRow = 38;
+  sat.pyroxeneAbbrev = "pen";
+  sat.silicaRow = 28;
+  sat.silicaAbbrev = "crs";
+  ComponentFinderContext& f = *m.finder;
+  for (Array1<double>* a : {&f.B, &f.act0, &f.actTrial, &f.actHi, &f.actLo, &f.resid, &f.residTrial,
+                            &f.grad, &f.step, &f.startB, &f.trialB, &f.y, &f.xFull, &f.dir,
+                            &f.startFractions, &f.rqWork, &f.rqVector, &f.packedC, &f.packedA})
+    a->fill(nan);
+  for (Array2<double>* a : {&f.Bnd, &f.jac, &f.hess, &f.hessFree}) a->fill(nan);
+  f.mask.fill(kMaskFixed);
+  f.startMask.fill(kMaskFixed);
+  f.freeList.fill(1);
+  f.present.fill(true);
+  UnmixingContext& u = sat.unmix;
+  for (Array1<double>* a :
+       {&u.Plane, &u.full,     &u.actWork, &u.gradFull, &u.gradShift, &u.X1,    &u.Y,
+        &u.trial, &u.fallback, &u.grad,    &u.actA,     &u.actB,      &u.liqMu, &u.liqS,
+        &u.liqH,  &u.vmC,      &u.vmG,     &u.vmT,      &u.vmX,       &u.vmY})
+    a->fill(nan);
+  u.vmH.fill(nan);
+  for (BrentRecord* b : {&c.brent, &f.brent}) {
+    b->a = b->b = b->x = b->w = b->v = b->fx = b->fw = b->fv = b->u = b->d = b->e = nan;
+    b->iterations = 150;
+  }
+  m.activity->liquidMu.fill(nan);
+}
+
+TEST(SolveHistory, AContextFilledWithGarbageSolvesAsAFreshOne) {
+  std::string error;
+  const corpus::Corpus c =
+      corpus::readCorpus(std::string(CUMULEX_TEST_DATA) + "/node-states-sample.txt", error);
+  ASSERT_TRUE(error.empty()) << error;
+  const ThermoTables tables = loadThermoTables();
+  const LiquidTables liquidTables = loadLiquidTables();
+  std::string report;
+  int differ = 0;
+  for (std::size_t k = 0; k < c.states.size(); k += 3) {
+    const corpus::NodeState& n = c.states[k];
+    for (const bool warm : {true, false}) {
+      corpus::Solver fresh(tables, liquidTables, c.options.at(n.source));
+      const corpus::Outcome expected = fresh.solve(n, warm);
+      corpus::Solver used(tables, liquidTables, c.options.at(n.source));
+      poison(used);
+      const std::string d = corpus::firstDifference(used.solve(n, warm), expected);
+      if (d.empty()) continue;
+      ++differ;
+      report += n.source + " iteration " + std::to_string(n.iteration) + " node " +
+                std::to_string(n.node) + (warm ? " warm: " : " cold: ") + d + "\n";
+    }
+  }
+  EXPECT_EQ(differ, 0) << report;
 }
 
 }  // namespace
