@@ -50,6 +50,16 @@ void Column::DimensionArrays(const Settings& settings) {
   DimensionFarfield(settings);
 }
 
+void Column::UpdateDiffusionOrder() {
+  DiffusionOrder = 1;
+  for (int k = kOxides; k >= 1; --k)
+    if (MassDiffCoef(k, k) != 0.0) {
+      DiffusionOrder = k;
+      break;
+    }
+  if (DiffusionOrder == 1) MassDiffCoef(1, 1) = 0.0;
+}
+
 void Column::DimensionFarfield(const Settings& settings) {
   if (NumNodes < 2) return;
   const int n = NumNodes;

@@ -29,6 +29,9 @@ class Column {
   // Gives Temp and InitT their bounds and the far-field profile, keeping the temperatures of
   // the existing nodes.  Sets InitialNeeded.
   void DimensionFarfield(const Settings& settings);
+  // DiffusionOrder from MassDiffCoef: the last oxide with a diagonal coefficient.  With none
+  // but SiO2's, none diffuses at all (SiO2's own coefficient is cleared).
+  void UpdateDiffusionOrder();
 
   // The number of gas species the gas phase carries: three (H2O, CO2, H2S) with the simple gas
   // model, six otherwise.

@@ -503,13 +503,7 @@ SetupReadResult parseSetup(const std::string& text, const std::string& fileName,
                                              std::to_string(j) + ")");
       in.endRecord();
     }
-    c.DiffusionOrder = 1;
-    for (int k = kOxides; k >= 1; --k)
-      if (c.MassDiffCoef(k, k) != 0.0) {
-        c.DiffusionOrder = k;
-        break;
-      }
-    if (c.DiffusionOrder == 1) c.MassDiffCoef(1, 1) = 0.0;
+    c.UpdateDiffusionOrder();
 
     in.beginRecord(2, "Soret flag");
     readRowName(in, "Soret flag", "Soret flag");

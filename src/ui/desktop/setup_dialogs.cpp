@@ -1317,16 +1317,8 @@ void DiffusionDialog::UpdateDiffusion() {
 void DiffusionDialog::accept() {
   if (auto* f = qobject_cast<QLineEdit*>(focusWidget())) emit f->editingFinished();
   UpdateDiffusion();
-  // The order of the diffusion matrix, as the setup file gives it back: the last oxide with a
-  // coefficient; with none but SiO2, none at all.
-  Column& c = column_;
-  c.DiffusionOrder = 1;
-  for (int k = kOxides; k >= 1; --k)
-    if (c.MassDiffCoef(k, k) != 0.0) {
-      c.DiffusionOrder = k;
-      break;
-    }
-  if (c.DiffusionOrder == 1) c.MassDiffCoef(1, 1) = 0.0;
+  // The order of the diffusion matrix, as the setup file gives it back.
+  column_.UpdateDiffusionOrder();
   emit setupChanged();
   QDialog::accept();
 }
