@@ -1091,7 +1091,7 @@ struct Run {
     bool multipliersNeeded = false;
     if (Count > 1)
       for (int i = 1; i <= kN; ++i)
-        if (st.BulkMoles(i) > kLiquidFloor && Nhat(i) <= kLiquidFloor) multipliersNeeded = true;
+        if (st.BulkMoles(i) > liquidFloor(i) && Nhat(i) <= liquidFloor(i)) multipliersNeeded = true;
     for (int i = 1; i <= Ncomp && !multipliersNeeded; ++i)
       if (!std::isfinite(ctx.Gv(i))) multipliersNeeded = true;
     if (multipliersNeeded) {
